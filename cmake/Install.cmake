@@ -1,0 +1,19 @@
+# find_package(SegmentationCore) for hosts that build against an installed copy.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+install(TARGETS SegmentationCore EXPORT SegmentationCoreTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(EXPORT SegmentationCoreTargets NAMESPACE SegmentationCore::
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/SegmentationCore)
+file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/SegmentationCoreConfig.cmake.in
+  "@PACKAGE_INIT@\ninclude(CMakeFindDependencyMacro)\nfind_dependency(OpenCV COMPONENTS core imgproc)\nfind_dependency(Threads)\ninclude(\${CMAKE_CURRENT_LIST_DIR}/SegmentationCoreTargets.cmake)\n")
+configure_package_config_file(${CMAKE_CURRENT_BINARY_DIR}/SegmentationCoreConfig.cmake.in
+  ${CMAKE_CURRENT_BINARY_DIR}/SegmentationCoreConfig.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/SegmentationCore)
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/SegmentationCoreConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/SegmentationCoreConfig.cmake
+  ${CMAKE_CURRENT_BINARY_DIR}/SegmentationCoreConfigVersion.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/SegmentationCore)

@@ -1,0 +1,61 @@
+// Wall-clock stopwatches on gettimeofday.
+//
+// The one that matters to behaviour is g_cancelTimer: each segmentation
+// creates and starts it, and the cancellation test stops it, reads the
+// elapsed milliseconds and gives up past 10000 ms. The C-linkage functions
+// keep plain symbols so hosts written in C can call them.
+#pragma once
+
+#include <cstdint>
+
+struct KORU_Timer {
+  int32_t startSec;    // as filled by gettimeofday
+  int32_t startUsec;
+  int32_t stopSec;
+  int32_t stopUsec;
+  double startMicros;  // written by the elapsed-time functions
+  double stopMicros;
+  int32_t stopped;     // 1 after stop_cpu_timer, 0 after start_cpu_timer
+};
+
+extern "C" {
+// A zeroed record, or null (allocation failure is logged).
+KORU_Timer* create_timer();
+void destroy_timer(KORU_Timer* timer);       // null is ignored
+void start_cpu_timer(KORU_Timer* timer);     // null is ignored
+void stop_cpu_timer(KORU_Timer* timer);      // null is ignored
+// A running timer is read against "now" and keeps running. Null: -1 us.
+double get_elapsed_time_in_microsec(KORU_Timer* timer);
+double get_elapsed_time_in_millisec(KORU_Timer* timer);
+double get_elapsed_time_in_sec(KORU_Timer* timer);
+}
+
+// create_timer() that is also kept in g_timer.
+KORU_Timer* init_timer();
+// Frees g_timer (the pointer itself is left as it is).
+void exit_timer();
+
+extern KORU_Timer* g_timer;
+extern KORU_Timer* g_totalTimer;
+extern KORU_Timer* g_cancelTimer;  // bounds one segmentation to 10 s
+
+// Profiling slots, kept at zero.
+extern double g_t_TotalTime;
+extern double g_t_colEst;
+extern double g_t_tAndNLinks;
+extern double g_t_maxflow;
+extern double g_t_nLinksComputation;
+extern double g_t_colUpd;
+extern double g_t_preProcess;
+extern double g_t_postProcess;
+
+// Scoped timer: logs "<name> =<ms>" under "GTime" when it goes out of scope.
+class CGElapsedTime {
+ public:
+  explicit CGElapsedTime(const char* name);
+  ~CGElapsedTime();
+
+  int32_t m_startSec;
+  int32_t m_startUsec;
+  const char* m_name;  // not copied
+};
