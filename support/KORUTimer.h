@@ -8,6 +8,8 @@
 
 #include <cstdint>
 
+#include "SegmentationCore.h"
+
 struct KORU_Timer {
   int32_t startSec;    // as filled by gettimeofday
   int32_t startUsec;
@@ -18,17 +20,9 @@ struct KORU_Timer {
   int32_t stopped;     // 1 after stop_cpu_timer, 0 after start_cpu_timer
 };
 
-extern "C" {
-// A zeroed record, or null (allocation failure is logged).
-KORU_Timer* create_timer();
-void destroy_timer(KORU_Timer* timer);       // null is ignored
-void start_cpu_timer(KORU_Timer* timer);     // null is ignored
-void stop_cpu_timer(KORU_Timer* timer);      // null is ignored
-// A running timer is read against "now" and keeps running. Null: -1 us.
-double get_elapsed_time_in_microsec(KORU_Timer* timer);
-double get_elapsed_time_in_millisec(KORU_Timer* timer);
-double get_elapsed_time_in_sec(KORU_Timer* timer);
-}
+// create_timer, destroy_timer, start_cpu_timer, stop_cpu_timer and the
+// get_elapsed_time_in_* readers are declared in the public header: a running
+// timer is read against "now" and keeps running; a null timer reads -1 us.
 
 // create_timer() that is also kept in g_timer.
 KORU_Timer* init_timer();

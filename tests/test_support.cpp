@@ -1,12 +1,148 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
 #include "LogCapture.h"
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
 #include "support/KORUTimer.h"
 
-TEST(Support, ProbeLog) {
+// The failure paths need malloc to answer null instead of aborting under ASan.
+extern "C" const char* __asan_default_options() { return "allocator_may_return_null=1"; }
+
+static std::string fmt(const char* format, const void* p, const char* fn, int line) {
+  char buf[256];
+  snprintf(buf, sizeof buf, format, p, fn, line);
+  return buf;
+}
+
+TEST(Memory, MessageFlavourLogsOnlyFailures) {
   LogCapture log;
-  checkImageSize(0, 3, "probe", 7);
-  EXPECT_TRUE(log.contains({ANDROID_LOG_ERROR, "Error", "MEMORY_CRASH : probe 7"}));
+  void* block = KORU_Malloc_Msg(64, "ok", 1);
+  ASSERT_NE(block, nullptr);
+  KORU_Free_Msg(block, "ok", 2);
+  EXPECT_TRUE(log.lines().empty());
+
+  EXPECT_EQ(KORU_Malloc_Msg(SIZE_MAX, "huge", 3), nullptr);
+  EXPECT_EQ(KORU_Calloc_Msg(SIZE_MAX / 4, 2, "huger", 4), nullptr);
+  KORU_Free_Msg(nullptr, "nothing", 5);
+  EXPECT_TRUE(log.contains({ANDROID_LOG_ERROR, "TAG_MEM",
+                            "Failed to allocate 18446744073709551615 bytes in function : huge, "
+                            "Line : 3 !"}));
+  // count * size is reported as the product (here 2^63 - 2).
+  EXPECT_TRUE(log.contains({ANDROID_LOG_ERROR, "TAG_MEM",
+                            "Failed to allocate 9223372036854775806 bytes in function : huger, "
+                            "Line : 4 !"}));
+  EXPECT_TRUE(log.contains(
+      {ANDROID_LOG_WARN, "TAG_MEM",
+       fmt("Trying to free invalid pointer : %p in function : %s, Line : %d !", nullptr,
+           "nothing", 5)}));
+}
+
+TEST(Memory, TrackedFlavourFindsLeaksAndInvalidFrees) {
+  LogCapture log;
+  KORU_check_memory_status();  // start from an empty list
+  log.clear();
+
+  void* a = KORU_Malloc(10, "first", 11);
+  void* b = KORU_Calloc(3, 4, "second", 12);
+  ASSERT_NE(a, nullptr);
+  ASSERT_NE(b, nullptr);
+  for (int i = 0; i < 12; ++i) EXPECT_EQ(static_cast<char*>(b)[i], 0);
+  KORU_Free(a, "f", 20);
+  KORU_Free(a, "f", 21);  // second time: warned, not freed again
+
+  void* untracked = KORU_Malloc_Msg(8, "plain", 30);
+  KORU_Free(untracked, "g", 31);  // unknown to the list: warned and left alone
+  free(untracked);
+
+  int* object = new int(7);
+  EXPECT_EQ(KORU_New_Mngr(object, "obj", 40), object);
+  EXPECT_EQ(KORU_Delete_Mngr(object, "obj", 41), 1);
+  EXPECT_EQ(KORU_Delete_Mngr(object, "obj", 42), 0);
+  EXPECT_EQ(KORU_Delete_Array_Mngr(object, "arr", 43), 0);
+  delete object;
+  EXPECT_EQ(KORU_New_Mngr(nullptr, "none", 44), nullptr);
+
+  KORU_check_memory_status();
+  KORU_check_memory_status();
+  free(b);
+
+  auto expected = std::vector<LogLine>{
+      {ANDROID_LOG_WARN, "TAG_MEM",
+       fmt("Trying to free invalid pointer : %p in function : %s, Line : %d !", a, "f", 21)},
+      {ANDROID_LOG_WARN, "TAG_MEM",
+       fmt("Trying to free invalid pointer : %p in function : %s, Line : %d !", untracked, "g",
+           31)},
+      {ANDROID_LOG_WARN, "TAG_MEM",
+       fmt("Trying to delete invalid pointer : %p in function : %s, Line : %d", object, "obj",
+           42)},
+      {ANDROID_LOG_WARN, "TAG_MEM",
+       fmt("Trying to delete invalid pointer array: %p in function : %s, Line : %d", object,
+           "arr", 43)},
+      {ANDROID_LOG_ERROR, "TAG_MEM", "Allocation failed in function : none, Line : 44 !"},
+      // Only the calloc block is still live: 3 * 4 bytes.
+      {ANDROID_LOG_ERROR, "TAG_MEM",
+       "Failed to deallocate 12 bytes allocated in function : second, Line : 12"},
+      {ANDROID_LOG_INFO, "TAG_MEM", "No memory Leak found "},
+  };
+  EXPECT_EQ(log.lines(), expected);
+}
+
+TEST(Timer, ElapsedTimeAndCancelCeiling) {
+  EXPECT_EQ(get_elapsed_time_in_microsec(nullptr), -1.0);
+  EXPECT_DOUBLE_EQ(get_elapsed_time_in_millisec(nullptr), -0.001);
+  EXPECT_DOUBLE_EQ(get_elapsed_time_in_sec(nullptr), -1e-6);
+
+  KORU_Timer* t = create_timer();
+  ASSERT_NE(t, nullptr);
+  start_cpu_timer(t);
+  // Move the start back instead of sleeping: 10.5 s ago.
+  t->startSec -= 10;
+  t->startUsec -= 500000;
+  double first = get_elapsed_time_in_millisec(t);
+  double second = get_elapsed_time_in_millisec(t);
+  EXPECT_GT(first, 10000.0);
+  EXPECT_LT(first, 10600.0);
+  EXPECT_GE(second, first);  // a running timer keeps running
+  EXPECT_EQ(t->stopped, 0);
+
+  stop_cpu_timer(t);
+  double stopped = get_elapsed_time_in_microsec(t);
+  EXPECT_EQ(get_elapsed_time_in_microsec(t), stopped);  // frozen once stopped
+  EXPECT_DOUBLE_EQ(get_elapsed_time_in_sec(t), stopped * 1e-6);
+  EXPECT_DOUBLE_EQ(t->stopMicros - t->startMicros, stopped);
+  destroy_timer(t);
+  destroy_timer(nullptr);
+}
+
+TEST(Timer, ScopedTimerLogsAcrossASecondBoundary) {
+  LogCapture log;
+  {
+    CGElapsedTime scope("edit");
+    // Started at 999999 us of the previous second: the microsecond part of
+    // the difference is negative and must borrow a second.
+    scope.m_startSec -= 1;
+    scope.m_startUsec = 999999;
+  }
+  auto lines = log.lines();
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].tag, "GTime");
+  EXPECT_EQ(lines[0].priority, ANDROID_LOG_INFO);
+  float ms = -1;
+  ASSERT_EQ(sscanf(lines[0].text.c_str(), "edit =%f", &ms), 1);
+  EXPECT_GT(ms, 0.0f);
+  EXPECT_LT(ms, 1001.0f);
+}
+
+TEST(Log, SizeGuard) {
+  LogCapture log;
+  EXPECT_TRUE(checkImageSize(1, 1, "fine", 1));
+  EXPECT_FALSE(checkImageSize(0, 3, "probe", 7));
+  EXPECT_FALSE(checkImageSize(3, -1, "probe", 8));
+  EXPECT_EQ(log.lines(), (std::vector<LogLine>{{ANDROID_LOG_ERROR, "Error", "MEMORY_CRASH : probe 7"},
+                                               {ANDROID_LOG_ERROR, "Error", "MEMORY_CRASH : probe 8"}}));
 }

@@ -1,0 +1,43 @@
+// The exported history calls: step through recorded results and deliver the
+// one on display the way processSegment delivers a new one.
+#include "SegmentationCore.h"
+#include "history/KORUSEManageUndoRedo.h"
+#include "interface/ExportGuard.h"
+#include "interface/KORUSEMarker.h"
+#include "interface/SessionGlobals.h"
+#include "support/KORULog.h"
+
+// A null step result means "show the plain photo"; the mask stays as it was.
+static int deliver(const char* function, IplImage* (*step)(), unsigned int* blended,
+                   unsigned char* mask) {
+  return exportGuard(function, 0, [&] {
+    if (!KORUSEManageUndoRedo::m_bitPlane) {
+      logBadCall(function, "no history (call setSourceImage first)");
+      return 0;
+    }
+    releaseImage(&resultMask);
+    resultMask = step();
+    if (resultMask) {
+      loadMaskImageInfo(mask);
+      loadBlendedImageInfo(blended);
+      releaseImage(&resultMask);
+    } else {
+      writeSourcePixels(blended);
+    }
+    releaseImage(&markerImage);
+    endOfCallTeardown();
+    return 0;
+  });
+}
+
+int undo(unsigned int* blended, unsigned char* mask) {
+  return deliver("undo", &KORUSEManageUndoRedo::undo, blended, mask);
+}
+
+int redo(unsigned int* blended, unsigned char* mask) {
+  return deliver("redo", &KORUSEManageUndoRedo::redo, blended, mask);
+}
+
+int canUndo() { return KORUSEManageUndoRedo::canUndo() ? 1 : 0; }
+
+int canRedo() { return KORUSEManageUndoRedo::canRedo() ? 1 : 0; }

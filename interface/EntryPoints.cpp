@@ -1,0 +1,157 @@
+// The exported session functions: photo, engine, one edit at a time.
+#include <algorithm>
+
+#include "SegmentationCore.h"
+#include "engine/KORUSEHybrid.h"
+#include "history/KORUSEManageUndoRedo.h"
+#include "interface/ExportGuard.h"
+#include "interface/KORUSEMarker.h"
+#include "interface/SessionGlobals.h"
+#include "support/KORULog.h"
+
+int setSourceImage(int width, int height, unsigned int* pixels) {
+  return exportGuard("setSourceImage", 0, [&] {
+    if (!checkImageSize(width, height, "setSourceImage", 115)) return 0;
+    if (!pixels) {
+      logBadCall("setSourceImage", "null pixel buffer");
+      return 0;
+    }
+    // A photo handed over without deinitSegmentation replaces the old one.
+    releaseImage(&KORUSEMarker::m_originalImage);
+    IplImage* image = cvCreateImage(cvSize(width, height), IPL_DEPTH_8U, 3);
+    for (int y = 0; y < height; ++y) {
+      uint8_t* bgr = reinterpret_cast<uint8_t*>(image->imageData + y * image->widthStep);
+      const unsigned int* row = pixels + static_cast<size_t>(y) * width;
+      for (int x = 0; x < width; ++x, bgr += 3) {
+        bgr[0] = row[x] & 0xFF;
+        bgr[1] = (row[x] >> 8) & 0xFF;
+        bgr[2] = (row[x] >> 16) & 0xFF;
+      }
+    }
+    KORUSEMarker::m_originalImage = image;
+    KORUSEMarker::m_originalWidth = width;
+    KORUSEMarker::m_originalHeight = height;
+    KORUSEManageUndoRedo::allocate();
+    return 0;
+  });
+}
+
+int initSegmentationEngine(int) {
+  return exportGuard("initSegmentationEngine", 0, [&] {
+    if (!haveSource("initSegmentationEngine")) return 0;
+    delete pHybrid;  // an engine belongs to one photo
+    pHybrid = nullptr;
+    createEngine();
+    return 0;
+  });
+}
+
+int setCurrentMarkerVector(int count, int* xy) {
+  return exportGuard("setCurrentMarkerVector", 0, [&] {
+    std::vector<int32_t>& points = KORUSEMarker::currentStroke.points;
+    points.clear();
+    if (count < 1) return 0;
+    if (!xy || !haveSource("setCurrentMarkerVector")) {
+      if (!xy) logBadCall("setCurrentMarkerVector", "null point array");
+      return 0;
+    }
+    if (count % 2) logBadCall("setCurrentMarkerVector", "odd count: last value ignored");
+    points.reserve(count);
+    const int w = KORUSEMarker::m_originalWidth, h = KORUSEMarker::m_originalHeight;
+    for (int i = 0; i + 1 < count; i += 2) {
+      int& x = xy[i];
+      int& y = xy[i + 1];
+      if (x < 0) x = 0;
+      if (y < 0) y = 0;
+      if (x >= w) x = w - 1;
+      if (y >= h) y = h - 1;
+      points.push_back(x);
+      points.push_back(y);
+    }
+    return 0;
+  });
+}
+
+int setMarkerImage(int width, int height, int* markers, int strokeType) {
+  return exportGuard("setMarkerImage", 0, [&] {
+    if (!checkImageSize(width, height, "setMarkerImage", 164)) return 0;
+    if (!markers || !haveSource("setMarkerImage")) {
+      if (!markers) logBadCall("setMarkerImage", "null marker buffer");
+      return 0;
+    }
+    if (width != KORUSEMarker::m_originalWidth || height != KORUSEMarker::m_originalHeight) {
+      logBadCall("setMarkerImage", "marker size differs from the source size");
+      return 0;
+    }
+    // A header over the caller's ints; the conversion saturates to 0..255.
+    IplImage view;
+    cvInitImageHeader(&view, cvSize(width, height), IPL_DEPTH_32S, 1);
+    cvSetData(&view, markers, width * static_cast<int>(sizeof(int)));
+    releaseImage(&markerImage);
+    markerImage = cvCreateImage(cvSize(width, height), IPL_DEPTH_8U, 1);
+    cvConvertScale(&view, markerImage, 1.0, 0.0);
+    KORUSEMarker::currentStroke.type = strokeType;
+    return 0;
+  });
+}
+
+int processSegment(int, int, int, unsigned int* blended, unsigned char* mask) {
+  return exportGuard("processSegment", 0, [&] {
+    if (markerImage && pHybrid) {
+      pHybrid->setLabelImage(markerImage);
+      resultMask = pHybrid->segment();
+      if (resultMask) loadMaskImageInfo(mask);
+    } else if (markerImage) {
+      logBadCall("processSegment", "no engine (call initSegmentationEngine first)");
+    }
+    if (resultMask) {
+      loadBlendedImageInfo(blended);
+      releaseImage(&resultMask);
+    } else {
+      writeSourcePixels(blended);
+    }
+    releaseImage(&markerImage);
+    return endOfCallTeardown() ? -1 : 0;
+  });
+}
+
+int cancelSegmentation() {
+  KORUSEMarker::m_exitApp = true;
+  return 1;
+}
+
+int exitSegmentation() {
+  g_exitStatus = KORUSEMarker::m_exitApp ? 1 : 0;
+  return g_exitStatus;
+}
+
+int resetSegmentationInterface() {
+  return exportGuard("resetSegmentationInterface", 0, [&] {
+    KORUSEMarker::resetMarkers();
+    KORUSEManageUndoRedo::reset();
+    releaseStorage();
+    return 0;
+  });
+}
+
+int deinitSegmentation() {
+  return exportGuard("deinitSegmentation", 0, [&] {
+    tearDownSession();
+    return 0;
+  });
+}
+
+int freeLocalBuffers() {
+  return exportGuard("freeLocalBuffers", 0, [&] {
+    releaseImage(&resultMask);
+    releaseImage(&markerImage);
+    return 0;
+  });
+}
+
+void copySourceImage(unsigned int* out) {
+  exportGuardVoid("copySourceImage", [&] {
+    if (!out) logBadCall("copySourceImage", "null output buffer");
+    writeSourcePixels(out);
+  });
+}

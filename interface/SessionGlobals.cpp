@@ -1,0 +1,63 @@
+#include "interface/SessionGlobals.h"
+
+#include "engine/KORUSEHybrid.h"
+#include "history/KORUSEManageUndoRedo.h"
+#include "interface/KORUSEMarker.h"
+#include "support/KORULog.h"
+
+KORUSEHybrid* pHybrid = nullptr;
+int32_t g_exitStatus = 0;
+CvMemStorage* storage = nullptr;
+CvSeq* contours = nullptr;
+float g_imageResizeFactor = 1.0f;
+uint8_t pathAvailable = 0;
+IplImage* markerImage = nullptr;
+IplImage* resultMask = nullptr;
+
+void releaseStorage() {
+  if (storage) cvReleaseMemStorage(&storage);
+  storage = nullptr;
+  contours = nullptr;
+  pathAvailable = 0;
+}
+
+void tearDownSession() {
+  releaseStorage();
+  KORUSEMarker::dellocator();
+  KORUSEManageUndoRedo::deallocate();
+  delete pHybrid;
+  pHybrid = nullptr;
+}
+
+bool endOfCallTeardown() {
+  if (g_exitStatus && KORUSEMarker::m_exitApp) {
+    tearDownSession();
+    return true;
+  }
+  g_exitStatus = 0;
+  return false;
+}
+
+bool haveSource(const char* function) {
+  if (KORUSEMarker::m_originalImage) return true;
+  logBadCall(function, "no source image (call setSourceImage first)");
+  return false;
+}
+
+void writeSourcePixels(unsigned int* out) {
+  const IplImage* src = KORUSEMarker::m_originalImage;
+  if (!src || !out) return;
+  for (int y = 0; y < src->height; ++y) {
+    const uint8_t* bgr = reinterpret_cast<const uint8_t*>(src->imageData + y * src->widthStep);
+    unsigned int* row = out + static_cast<size_t>(y) * src->width;
+    for (int x = 0; x < src->width; ++x, bgr += 3)
+      row[x] = 0xFF000000u | (uint32_t(bgr[2]) << 16) | (uint32_t(bgr[1]) << 8) | bgr[0];
+  }
+}
+
+void createEngine() {
+  g_imageResizeFactor = 1.0f;
+  pHybrid = new KORUSEHybrid();
+  KORUSEMarker::initializer();
+  pHybrid->intializer();
+}

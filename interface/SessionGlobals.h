@@ -1,0 +1,32 @@
+// State of the interface layer between calls, and the steps that several
+// exported functions share.
+#pragma once
+
+#include <opencv2/core/core_c.h>
+
+#include <cstdint>
+
+class KORUSEHybrid;
+
+extern KORUSEHybrid* pHybrid;       // the one engine; null when none exists
+extern int32_t g_exitStatus;        // copy of m_exitApp taken by exitSegmentation
+extern CvMemStorage* storage;       // holds the outline contours of the last result
+extern CvSeq* contours;             // first outline contour, chained by h_next
+extern float g_imageResizeFactor;   // source size / working size; 1.0 for each new engine
+extern uint8_t pathAvailable;       // 1 while `contours` has not been fetched
+extern IplImage* markerImage;       // marks of the pending edit (8-bit)
+extern IplImage* resultMask;        // mask being delivered (255 = object)
+
+// Releases the outline storage if set.
+void releaseStorage();
+// Everything of a session: outline, session images, history, engine.
+void tearDownSession();
+// The end of every output call: tears down when the host cancelled and then
+// exited. Returns whether it did; g_exitStatus is cleared otherwise.
+bool endOfCallTeardown();
+// True when a photo has been handed over (logs under "Error" otherwise).
+bool haveSource(const char* function);
+// Writes the photo into a host buffer as opaque pixels.
+void writeSourcePixels(unsigned int* out);
+// Creates a new engine for the current photo into pHybrid.
+void createEngine();

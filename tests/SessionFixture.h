@@ -1,0 +1,56 @@
+// Helpers for tests that drive the library through its exported functions.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <vector>
+
+#include "SegmentationCore.h"
+
+using Pixels = std::vector<unsigned int>;
+using HostMask = std::vector<unsigned char>;
+
+// A photo whose pixel (x, y) has red x, green y, blue 7 and a varying alpha.
+inline Pixels gradientPhoto(int w, int h) {
+  Pixels p(static_cast<size_t>(w) * h);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x)
+      p[y * w + x] = (uint32_t(x * 13 % 256) << 24) | (uint32_t(x) << 16) | (uint32_t(y) << 8) | 7u;
+  return p;
+}
+
+// What copySourceImage must give for gradientPhoto: the same, opaque.
+inline Pixels opaque(Pixels p) {
+  for (auto& v : p) v |= 0xFF000000u;
+  return p;
+}
+
+// Starts every test from an empty session and leaves none behind.
+class SessionTest : public ::testing::Test {
+ protected:
+  void SetUp() override { deinitSegmentation(); }
+  void TearDown() override { deinitSegmentation(); }
+
+  void open(int w, int h) {
+    w_ = w;
+    h_ = h;
+    photo_ = gradientPhoto(w, h);
+    ASSERT_EQ(setSourceImage(w, h, photo_.data()), 0);
+    ASSERT_EQ(initSegmentationEngine(0), 0);
+  }
+  // Direct edit: cells set to `value` inside the rectangle, 0 elsewhere.
+  void cut(int x0, int y0, int x1, int y1, int value, HostMask* mask = nullptr,
+           Pixels* preview = nullptr) {
+    std::vector<int> marks(static_cast<size_t>(w_) * h_, 0);
+    for (int y = y0; y <= y1; ++y)
+      for (int x = x0; x <= x1; ++x) marks[y * w_ + x] = value;
+    setMarkerImage(w_, h_, marks.data(), STROKE_ADD_TYPE);
+    cutOutImage(0, 0, 0, preview ? preview->data() : nullptr, mask ? mask->data() : nullptr);
+  }
+  HostMask blankMask(unsigned char v = 77) const { return HostMask(size_t(w_) * h_, v); }
+
+  static const int STROKE_ADD_TYPE = 2;
+  int w_ = 0, h_ = 0;
+  Pixels photo_;
+};

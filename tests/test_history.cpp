@@ -1,0 +1,143 @@
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+#include "SessionFixture.h"
+#include "history/KORUSEManageUndoRedo.h"
+
+using H = KORUSEManageUndoRedo;
+
+// A plain model of the history: a list of at most 31 masks and how many of
+// them are "applied" (the shown mask is the last applied one; none = photo).
+struct HistoryModel {
+  std::vector<int> masks;
+  size_t applied = 0;
+  void push(int id) {
+    masks.resize(applied);
+    masks.push_back(id);
+    if (masks.size() > 31) masks.erase(masks.begin());
+    applied = masks.size();
+  }
+  // Returns the id shown after the step, or -1 for the plain photo.
+  int undo() {
+    if (applied == 0) return -1;
+    --applied;
+    return applied ? masks[applied - 1] : -1;
+  }
+  int redo() {
+    if (applied < masks.size()) ++applied;
+    return masks[applied - 1];
+  }
+  bool canUndo() const { return applied >= 2; }
+  bool canRedo() const { return applied < masks.size(); }
+};
+
+// Mask number `id` on a 6 x 5 image: pixel i is object when bit (i % 9) of id is set.
+class History : public SessionTest {
+ protected:
+  void SetUp() override {
+    SessionTest::SetUp();
+    open(6, 5);
+  }
+  void push(int id) {
+    IplImage* m = cvCreateImage(cvSize(w_, h_), IPL_DEPTH_8U, 1);
+    for (int i = 0; i < w_ * h_; ++i)
+      m->imageData[(i / w_) * m->widthStep + i % w_] = ((id >> (i % 9)) & 1) ? 255 : 0;
+    H::updateBitPlane(m);
+    cvReleaseImage(&m);
+  }
+  // The id a history image shows, or -1 for null. Checks every pixel.
+  int idOf(IplImage* m) {
+    if (!m) return -1;
+    int id = 0;
+    for (int i = 0; i < 9; ++i)
+      if (static_cast<uint8_t>(m->imageData[(i / w_) * m->widthStep + i % w_]) == 255) id |= 1 << i;
+    for (int i = 0; i < w_ * h_; ++i) {
+      uint8_t v = static_cast<uint8_t>(m->imageData[(i / w_) * m->widthStep + i % w_]);
+      EXPECT_EQ(v, ((id >> (i % 9)) & 1) ? 255 : 0) << "pixel " << i;
+    }
+    cvReleaseImage(&m);
+    return id;
+  }
+};
+
+TEST_F(History, ThreeResultsAndTheCanUndoAsymmetry) {
+  push(11);
+  EXPECT_FALSE(H::canUndo());  // one mask: no "undo" offered ...
+  push(22);
+  push(33);
+  EXPECT_TRUE(H::canUndo());
+  EXPECT_EQ(idOf(H::undo()), 22);
+  EXPECT_EQ(idOf(H::undo()), 11);
+  EXPECT_FALSE(H::canUndo());
+  EXPECT_EQ(idOf(H::undo()), -1);  // ... yet undo still steps back to the photo
+  EXPECT_EQ(idOf(H::undo()), -1);
+  EXPECT_TRUE(H::canRedo());
+  EXPECT_EQ(idOf(H::redo()), 11);
+  push(44);
+  EXPECT_FALSE(H::canRedo());
+  EXPECT_EQ(idOf(H::redo()), 44);  // at the top: the newest again
+  EXPECT_EQ(H::getMask(-1), nullptr);
+  IplImage* beyond = H::getMask(40);
+  ASSERT_NE(beyond, nullptr);
+  EXPECT_EQ(cvCountNonZero(beyond), 0);
+  cvReleaseImage(&beyond);
+}
+
+TEST_F(History, RingDropsTheOldestPastThirtyOne) {
+  for (int id = 1; id <= 33; ++id) push(id);
+  for (int id = 32; id >= 3; --id) EXPECT_EQ(idOf(H::undo()), id);
+  EXPECT_EQ(idOf(H::undo()), -1);
+  EXPECT_EQ(idOf(H::undo()), -1);
+}
+
+TEST_F(History, RandomSequencesMatchTheModel) {
+  std::mt19937 rng(1234);
+  for (int round = 0; round < 20; ++round) {
+    H::reset();
+    HistoryModel model;
+    int nextId = 1;
+    for (int step = 0; step < 300; ++step) {
+      int op = rng() % 10;
+      if (op < 4) {
+        push(nextId);
+        model.push(nextId);
+        nextId = nextId % 511 + 1;
+      } else if (op < 7) {
+        ASSERT_EQ(idOf(H::undo()), model.undo()) << "round " << round << " step " << step;
+      } else if (!model.masks.empty()) {
+        ASSERT_EQ(idOf(H::redo()), model.redo()) << "round " << round << " step " << step;
+      }
+      ASSERT_EQ(H::canUndo(), model.canUndo());
+      ASSERT_EQ(H::canRedo(), model.canRedo());
+      IplImage* shown = H::prevMask();
+      ASSERT_EQ(idOf(shown), model.applied ? model.masks[model.applied - 1] : -1);
+    }
+  }
+}
+
+TEST_F(History, ExportedCallsDeliverMasksOrThePhoto) {
+  HostMask first = blankMask(), second = blankMask();
+  cut(0, 0, 1, 1, 2, &first);           // object: the 2 x 2 top-left corner
+  cut(4, 3, 5, 4, 2, &second);          // adds the bottom-right corner
+  EXPECT_EQ(canUndo(), 1);
+  EXPECT_EQ(canRedo(), 0);
+
+  HostMask mask = blankMask();
+  Pixels preview(photo_.size(), 0);
+  EXPECT_EQ(undo(preview.data(), mask.data()), 0);
+  EXPECT_EQ(mask, first);
+  EXPECT_EQ(canRedo(), 1);
+  EXPECT_EQ(redo(preview.data(), mask.data()), 0);
+  EXPECT_EQ(mask, second);
+  EXPECT_EQ(redo(preview.data(), mask.data()), 0);  // at the top: unchanged
+  EXPECT_EQ(mask, second);
+
+  undo(preview.data(), mask.data());
+  HostMask untouched = blankMask(9);
+  preview.assign(photo_.size(), 0);
+  EXPECT_EQ(undo(preview.data(), untouched.data()), 0);  // back to the plain photo
+  EXPECT_EQ(untouched, blankMask(9));
+  EXPECT_EQ(preview, opaque(photo_));
+}

@@ -1,0 +1,203 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <set>
+#include <thread>
+#include <utility>
+
+#include "LogCapture.h"
+#include "SessionFixture.h"
+#include "interface/KORUSEMarker.h"
+#include "interface/SessionGlobals.h"
+
+using Point = std::pair<int, int>;
+
+// The outline polygons of the last result, as fetch_path_array lays them out.
+static std::vector<std::vector<Point>> fetchOutline() {
+  int* array = nullptr;
+  int length = -1;
+  EXPECT_EQ(fetch_path_array(&array, &length), 0);
+  std::vector<std::vector<Point>> polygons;
+  int k = 1;
+  for (int c = 0; c < array[0]; ++c) {
+    int n = array[k++];
+    std::vector<Point> poly;
+    for (int i = 0; i < n; ++i, k += 2) poly.push_back({array[k], array[k + 1]});
+    EXPECT_EQ(array[k++], -1);
+    polygons.push_back(poly);
+  }
+  EXPECT_EQ(k, length);
+  delete[] array;
+  return polygons;
+}
+
+TEST_F(SessionTest, SourceRoundTripsAsOpaquePixels) {
+  open(5, 3);
+  Pixels out(15, 0);
+  copySourceImage(out.data());
+  EXPECT_EQ(out, opaque(photo_));
+  EXPECT_EQ(out[1 * 5 + 4], 0xFF040107u);  // red = x = 4, green = y = 1, blue 7
+}
+
+TEST_F(SessionTest, SquareObjectGivesFourCornerOutline) {
+  open(9, 9);
+  HostMask mask = blankMask();
+  Pixels preview = photo_;
+  cut(3, 3, 5, 5, 2, &mask, &preview);  // MARK_OBJECT on a 3 x 3 square
+
+  for (int y = 0; y < 9; ++y)
+    for (int x = 0; x < 9; ++x)
+      EXPECT_EQ(mask[y * 9 + x], (x >= 3 && x <= 5 && y >= 3 && y <= 5) ? 0 : 255) << x << "," << y;
+
+  // Only pixels on or next to the square's border turn yellow.
+  int yellow = 0;
+  for (int y = 0; y < 9; ++y)
+    for (int x = 0; x < 9; ++x) {
+      if (preview[y * 9 + x] != 0xFFFFFF00u) {
+        EXPECT_EQ(preview[y * 9 + x], photo_[y * 9 + x]);
+        continue;
+      }
+      ++yellow;
+      EXPECT_TRUE(x >= 2 && x <= 6 && y >= 2 && y <= 6) << x << "," << y;
+    }
+  EXPECT_GT(yellow, 0);
+
+  auto outline = fetchOutline();
+  ASSERT_EQ(outline.size(), 1u);
+  std::set<Point> corners(outline[0].begin(), outline[0].end());
+  EXPECT_EQ(outline[0].size(), 4u);
+  EXPECT_EQ(corners, (std::set<Point>{{3, 3}, {5, 3}, {5, 5}, {3, 5}}));
+  EXPECT_TRUE(fetchOutline().empty());  // consumed by the first fetch
+}
+
+TEST_F(SessionTest, RingGivesTwoContoursAndOnePixelGivesOnePoint) {
+  open(11, 11);
+  cut(2, 2, 8, 8, 2);
+  cut(4, 4, 6, 6, 1);  // clear a hole: MARK_BACKGROUND
+  Pixels preview = photo_;
+  // Re-deliver the ring through the history to get its outline.
+  cut(0, 0, 0, 0, 3, nullptr, &preview);  // probable marks change nothing
+  auto ring = fetchOutline();
+  ASSERT_EQ(ring.size(), 2u);
+  if (ring[0].size() > ring[1].size()) std::swap(ring[0], ring[1]);
+  // The outer square keeps its 4 corners. The hole's border runs through the
+  // object pixels 4-adjacent to the hole, so its corners are cut: 8 points.
+  EXPECT_EQ(std::set<Point>(ring[0].begin(), ring[0].end()),
+            (std::set<Point>{{2, 2}, {8, 2}, {8, 8}, {2, 8}}));
+  EXPECT_EQ(std::set<Point>(ring[1].begin(), ring[1].end()),
+            (std::set<Point>{{4, 3}, {6, 3}, {7, 4}, {7, 6}, {6, 7}, {4, 7}, {3, 6}, {3, 4}}));
+
+  resetSegmentationInterface();
+  cut(7, 1, 7, 1, 2, nullptr, &preview);
+  int* array = nullptr;
+  int length = 0;
+  fetch_path_array(&array, &length);
+  ASSERT_EQ(length, 5);
+  EXPECT_EQ(std::vector<int>(array, array + 5), (std::vector<int>{1, 1, 7, 1, -1}));
+  delete[] array;
+}
+
+TEST_F(SessionTest, MarkersSaturateInsteadOfWrapping) {
+  open(4, 4);
+  cut(0, 0, 3, 3, 2);  // everything object
+  // 257 would wrap to 1 (background) and -254 to 2; saturated they are
+  // 255 and 0, which leave the mask alone.
+  HostMask mask = blankMask();
+  cut(0, 0, 3, 1, 257, &mask);
+  cut(0, 2, 3, 3, -254, &mask);
+  EXPECT_EQ(mask, blankMask(0));
+  EXPECT_EQ(canUndo(), 1);  // three entries, each a full-object mask
+}
+
+TEST_F(SessionTest, StrokePointsAreClampedInTheCallersArray) {
+  open(10, 6);
+  int xy[] = {-5, 2, 3, -1, 12, 7, 9, 5};
+  setCurrentMarkerVector(8, xy);
+  const int clamped[] = {0, 2, 3, 0, 9, 5, 9, 5};
+  EXPECT_TRUE(std::equal(xy, xy + 8, clamped));
+  EXPECT_EQ(KORUSEMarker::currentStroke.points, std::vector<int32_t>(clamped, clamped + 8));
+  setCurrentMarkerVector(0, nullptr);
+  EXPECT_TRUE(KORUSEMarker::currentStroke.points.empty());
+}
+
+TEST_F(SessionTest, BoxTracesItsBorderClockwise) {
+  Pixels photo = gradientPhoto(6, 5);
+  HostMask mask(30, 77);
+  doSegmentationBB(6, 5, photo.data(), 1, 1, 3, 2, mask.data());
+  EXPECT_EQ(KORUSEMarker::currentStroke.points,
+            (std::vector<int32_t>{1, 1, 2, 1, 3, 1, 3, 2, 2, 2, 1, 2}));
+  EXPECT_EQ(KORUSEMarker::currentStroke.type, 0);
+  EXPECT_NE(pHybrid, nullptr);
+  // Inverted box: only the right and left edges have spans.
+  doSegmentationBB(6, 5, photo.data(), 3, 1, 1, 2, mask.data());
+  EXPECT_EQ(KORUSEMarker::currentStroke.points, (std::vector<int32_t>{1, 1, 3, 2}));
+}
+
+TEST_F(SessionTest, ProcessWithoutResultShowsThePhoto) {
+  open(4, 3);
+  Pixels preview(12, 0);
+  HostMask mask = blankMask(9);
+  EXPECT_EQ(processSegment(0, 0, 0, preview.data(), mask.data()), 0);
+  EXPECT_EQ(preview, opaque(photo_));
+  EXPECT_EQ(mask, blankMask(9));
+}
+
+TEST_F(SessionTest, CancelThenExitTearsTheSessionDown) {
+  open(4, 3);
+  EXPECT_EQ(exitSegmentation(), 0);  // no cancel yet: nothing pending
+  cancelSegmentation();              // cancel alone does not tear down
+  EXPECT_EQ(processSegment(0, 0, 0, nullptr, nullptr), 0);
+  EXPECT_NE(pHybrid, nullptr);
+  initSegmentationEngine(0);         // a new engine clears the flag
+  EXPECT_FALSE(KORUSEMarker::m_exitApp);
+
+  std::thread other([] { EXPECT_EQ(cancelSegmentation(), 1); });
+  other.join();
+  EXPECT_EQ(exitSegmentation(), 1);
+  Pixels preview(12, 0);
+  EXPECT_EQ(processSegment(0, 0, 0, preview.data(), nullptr), -1);
+  EXPECT_EQ(preview, opaque(photo_));
+  EXPECT_EQ(pHybrid, nullptr);
+  EXPECT_EQ(KORUSEMarker::m_originalImage, nullptr);
+  EXPECT_EQ(canUndo(), 0);
+}
+
+TEST_F(SessionTest, UndefinedCallsAreLoggedAndTouchNothing) {
+  LogCapture log;
+  HostMask mask(12, 9);
+  Pixels preview(12, 5);
+  int marks[12] = {2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2};
+  int xy[] = {1, 1};
+
+  // Before any photo.
+  setMarkerImage(4, 3, marks, 0);
+  cutOutImage(0, 0, 0, preview.data(), mask.data());
+  undo(preview.data(), mask.data());
+  redo(preview.data(), mask.data());
+  processSegment(0, 0, 0, preview.data(), mask.data());
+  setCurrentMarkerVector(2, xy);
+  initSegmentationEngine(0);
+  fetch_path_array(nullptr, nullptr);
+  setSourceImage(0, 3, nullptr);
+  setSourceImage(4, 3, nullptr);
+  EXPECT_EQ(mask, HostMask(12, 9));
+  EXPECT_EQ(preview, Pixels(12, 5));
+
+  // With a photo: marks of the wrong size, no marks, odd point counts.
+  open(4, 3);
+  setMarkerImage(3, 3, marks, 0);
+  cutOutImage(0, 0, 0, preview.data(), mask.data());
+  setMarkerImage(0, 3, marks, 0);
+  setMarkerImage(4, 3, nullptr, 0);
+  int odd[] = {9, 9, 9};
+  setCurrentMarkerVector(3, odd);
+  EXPECT_EQ(KORUSEMarker::currentStroke.points, (std::vector<int32_t>{3, 2}));
+  EXPECT_EQ(mask, HostMask(12, 9));
+  EXPECT_EQ(preview, Pixels(12, 5));
+  EXPECT_EQ(canUndo(), 0);
+
+  EXPECT_TRUE(log.contains({ANDROID_LOG_ERROR, "Error", "MEMORY_CRASH : setSourceImage 115"}));
+  EXPECT_TRUE(log.contains({ANDROID_LOG_ERROR, "Error", "MEMORY_CRASH : setMarkerImage 164"}));
+  EXPECT_GE(log.count("Error"), 14u);
+}
