@@ -1,0 +1,28 @@
+// Sufficient statistics of a labelled sample set, and the step that turns
+// them into mixture components (shared by the k-means initialisers and the
+// hard-assignment update).
+#pragma once
+
+#include <vector>
+
+#include "colormodel/KORUSEColorModel.h"
+
+struct ClusterInfo {
+  int m_counts[kNumComponents];            // samples given to each component
+  double m_sums[3][kNumComponents];        // [c][k]: sum of value c over component k
+  double m_productSums[9][kNumComponents]; // [3a+b][k]: sum of value a * value b over component k
+
+  // labels[i] in 0..4 is the component of samples[i]. Starts all-zero and
+  // adds every sample in order. A label outside 0..4, or label and sample
+  // vectors of different lengths, are logged; the offending samples (or the
+  // unmatched tail) are left out rather than written out of bounds.
+  ClusterInfo(std::vector<int> labels, std::vector<pixelVal> samples);
+};
+
+// For every component k with at least one sample, m = count, n = total:
+//   weight = m * (1/n), mean = sums / m,
+//   covariance[3a+b] = productSums[3a+b] / m - mean_a * mean_b  (biased).
+// A component with no sample is left exactly as it was; the weights are
+// deliberately not renormalised afterwards, so they may sum to more than 1.
+// Touches neither determinants nor inverses.
+void setComponentsFromClusters(const ClusterInfo& info, int n, KORUSEColorModel& model);

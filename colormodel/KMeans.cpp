@@ -1,0 +1,171 @@
+#include "colormodel/KMeans.h"
+
+#include <pthread.h>
+
+#include <cfloat>
+#include <cmath>
+#include <cstdlib>
+
+#include "support/KORULog.h"
+#include "support/KORUMemory.h"
+
+namespace {
+
+inline double squaredDistance(const double* a, const double* b) {
+  double sum = 0.0;
+  for (int c = 0; c < 3; ++c) {
+    const double d = a[c] - b[c];
+    sum += d * d;
+  }
+  return sum;
+}
+
+// The seed of the next draw is the distance sum as an unsigned integer.
+// Beyond the unsigned range the value saturates (what the ARM conversion
+// instruction does) instead of being undefined; NaN gives 0.
+unsigned toSeed(double sum) {
+  if (!(sum > 0)) return 0;
+  if (sum >= 4294967295.0) return 4294967295u;
+  return static_cast<unsigned>(sum);
+}
+
+int firstSeed(int n) {
+  return static_cast<int>(std::floor(static_cast<double>(n) * std::rand() * kRandScale));
+}
+
+}  // namespace
+
+void chooseCentersKMeanspp(double** points, int n, int k, int* chosen) {
+  if (!chosen || k < 1) {
+    logBadCall("chooseCentersKMeanspp", "no room for the centres");
+    return;
+  }
+  std::srand(static_cast<unsigned>(n));
+  chosen[0] = firstSeed(n);
+  double* dist = nullptr;
+  if (n >= 1 && points)
+    dist = static_cast<double*>(KORU_Malloc_Msg(sizeof(double) * n, "chooseCentersKMeanspp", __LINE__));
+  if (!dist) {  // no points (or no memory): every further seed is point 0
+    if (n >= 1) logBadCall("chooseCentersKMeanspp", "seeding without distances");
+    for (int c = 1; c < k; ++c) {
+      std::srand(0);
+      std::rand();
+      chosen[c] = 0;
+    }
+    return;
+  }
+
+  double sum = 0.0;
+  for (int i = 0; i < n; ++i) {
+    dist[i] = squaredDistance(points[i], points[chosen[0]]);
+    sum += dist[i];
+  }
+  for (int c = 1; c < k; ++c) {
+    // Draw a point with probability proportional to its squared distance
+    // from the nearest seed so far.
+    std::srand(toSeed(sum));
+    const int r = std::rand();
+    double target = sum * kRandScale * r;
+    int i = 0;
+    for (; i < n - 1; ++i) {
+      if (!(target > dist[i])) break;
+      target -= dist[i];
+    }
+    chosen[c] = i;
+    sum = 0.0;
+    for (int j = 0; j < n; ++j) {
+      const double d = squaredDistance(points[j], points[i]);
+      if (d < dist[j]) dist[j] = d;
+      sum += dist[j];
+    }
+  }
+  KORU_Free_Msg(dist, "chooseCentersKMeanspp", __LINE__);
+}
+
+void* findMinDistance(void* work) {
+  KMeansWork* w = static_cast<KMeansWork*>(work);
+  const int quarter = w->n / kKMeansThreads;
+  const int begin = w->thread * quarter;
+  const int end = w->thread == kKMeansThreads - 1 ? w->n : begin + quarter;
+  for (int i = begin; i < end; ++i) {
+    const double* p = w->points[i];
+    double best = DBL_MAX;
+    int cluster = 0;
+    for (int k = 0; k < kNumComponents; ++k) {
+      const double d = squaredDistance(p, w->centres + 3 * k);
+      if (d < best) {  // strict: ties keep the lower index
+        best = d;
+        cluster = k;
+      }
+    }
+    w->labels[i] = cluster;
+    for (int c = 0; c < 3; ++c) w->sums[cluster][c] += p[c];
+    w->counts[cluster] += 1.0;
+    w->error += best;
+  }
+  return nullptr;
+}
+
+namespace {
+
+// One distance pass on kKMeansThreads threads. A thread that cannot be
+// started has its quarter done on the calling thread instead, so no point
+// is ever left unlabelled.
+void distancePass(KMeansWork* work) {
+  pthread_t threads[kKMeansThreads];
+  bool started[kKMeansThreads];
+  for (int t = 0; t < kKMeansThreads; ++t) {
+    started[t] = pthread_create(&threads[t], nullptr, findMinDistance, &work[t]) == 0;
+    if (!started[t]) {
+      logBadCall("k_means", "thread creation failed; quarter done on the calling thread");
+      findMinDistance(&work[t]);
+    }
+  }
+  for (int t = 0; t < kKMeansThreads; ++t)
+    if (started[t]) pthread_join(threads[t], nullptr);
+}
+
+}  // namespace
+
+void k_means(double** points, int* labels, int n, double epsilon, int maxIterations,
+             double** /*centres*/) {
+  if (!points || !labels || n < 1) {
+    logBadCall("k_means", "no points to cluster");
+    return;
+  }
+  int chosen[kNumComponents];
+  chooseCentersKMeanspp(points, n, kNumComponents, chosen);
+  double centres[kNumComponents * 3];
+  for (int k = 0; k < kNumComponents; ++k)
+    for (int c = 0; c < 3; ++c) centres[3 * k + c] = points[chosen[k]][c];
+
+  KMeansWork work[kKMeansThreads];
+  double error = DBL_MAX;
+  int iteration = 0;
+  for (;;) {
+    const double previousError = error;
+    for (int t = 0; t < kKMeansThreads; ++t) {
+      work[t] = KMeansWork{points, labels, n, t, centres, {}, {}, 0.0};
+    }
+    distancePass(work);
+
+    // Reduce in thread order, so the result does not depend on timing.
+    error = 0.0;
+    for (int t = 0; t < kKMeansThreads; ++t) error += work[t].error;
+    for (int k = 0; k < kNumComponents; ++k) {
+      double count = 0.0;
+      double sum[3] = {0.0, 0.0, 0.0};
+      for (int t = 0; t < kKMeansThreads; ++t) {
+        count += work[t].counts[k];
+        for (int c = 0; c < 3; ++c) sum[c] += work[t].sums[k][c];
+      }
+      if (count > 0) {
+        for (int c = 0; c < 3; ++c) centres[3 * k + c] = sum[c] / count;
+      } else {
+        labels[chosen[k]] = k;  // keep the empty cluster alive with its seed
+      }
+    }
+    if (std::fabs(error - previousError) <= epsilon) break;
+    if (++iteration >= maxIterations) break;
+  }
+}
