@@ -1,53 +1,117 @@
+// The engine object: construction, the per-photo set-up, buffers and the
+// cancellation test.
 #include "engine/KORUSEHybrid.h"
 
 #include <opencv2/imgproc/imgproc_c.h>
 
 #include <cmath>
 
+#include "graph/KORUSEGraph.h"
 #include "interface/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
 #include "support/KORULog.h"
+#include "support/KORUMemory.h"
+#include "support/KORUTimer.h"
 
 namespace {
 // The working image is aimed at 320 x 240 = 76,800 pixels.
 const float kInverseWorkingPixels = 1.3020834e-5f;
+// One segmentation may run this long before it gives up.
+const double kSegmentationBudgetMs = 10000.0;
+}  // namespace
+
+KORUSEHybrid::KORUSEHybrid()
+    : m_imageWidth(0),
+      m_imageHeight(0),
+      m_roiHeight(0),
+      m_roiWidth(0),
+      m_trimapWidth(0),
+      m_trimapHeight(0),
+      m_roiImage(nullptr),
+      m_roiLabel(nullptr),
+      m_roiInitialLabel(nullptr),
+      m_iterLabel{nullptr, nullptr, nullptr},
+      m_lambda(0.0),
+      m_beta(0.0),
+      m_minRegionArea(0),
+      m_graph(nullptr),
+      m_trimapGraph(nullptr),
+      m_nlinks(nullptr) {}
+
+KORUSEHybrid::~KORUSEHybrid() {
+  // A cancelled edit may leave its buffers; release them with the engine.
+  clearMemory();
+  if (m_nlinks) KORU_Free_Msg(m_nlinks, "~KORUSEHybrid", 66);
+  m_nlinks = nullptr;
 }
 
-KORUSEHybrid::KORUSEHybrid() : m_imageWidth(0), m_imageHeight(0) {}
-
-KORUSEHybrid::~KORUSEHybrid() {}
+// f = sqrt(w * h / 76800); above 1 the photo is reduced by f on each side.
+static float workingScale(int w, int h) {
+  return std::sqrt(static_cast<float>(w * h) * kInverseWorkingPixels);
+}
 
 void KORUSEHybrid::intializer() {
   const int w = KORUSEMarker::m_originalWidth, h = KORUSEMarker::m_originalHeight;
-  float f = std::sqrt(static_cast<float>(w * h) * kInverseWorkingPixels);
+  float f = workingScale(w, h);
   if (f > 1.0f)
     g_imageResizeFactor = f;
   else
     f = g_imageResizeFactor;
 
   releaseImage(&KORUSEMarker::m_srcImage);
+  if (!KORUSEMarker::m_originalImage) {
+    logBadCall("intializer", "no source image");
+    return;
+  }
   if (f == 1.0f) {
     KORUSEMarker::m_height = h;
     KORUSEMarker::m_width = w;
-    if (!checkImageSize(w, h, "intializer", 92) || !KORUSEMarker::m_originalImage) return;
+    if (!checkImageSize(w, h, "intializer", 92)) return;
     KORUSEMarker::m_srcImage = cvCreateImage(cvGetSize(KORUSEMarker::m_originalImage), 8, 3);
     cvCopy(KORUSEMarker::m_originalImage, KORUSEMarker::m_srcImage, nullptr);
   } else {
     KORUSEMarker::m_height = static_cast<int>(h / f);
     KORUSEMarker::m_width = static_cast<int>(w / f);
-    if (!checkImageSize(KORUSEMarker::m_width, KORUSEMarker::m_height, "intializer", 103) ||
-        !KORUSEMarker::m_originalImage)
-      return;
+    if (!checkImageSize(KORUSEMarker::m_width, KORUSEMarker::m_height, "intializer", 103)) return;
     KORUSEMarker::m_srcImage =
         cvCreateImage(cvSize(KORUSEMarker::m_width, KORUSEMarker::m_height), 8, 3);
     cvResize(KORUSEMarker::m_originalImage, KORUSEMarker::m_srcImage, CV_INTER_LINEAR);
   }
+
+  KORUSEMarker::m_isGreyScale = greyScaleTest(KORUSEMarker::m_srcImage);
+  if (KORUSEMarker::m_isGreyScale) computeTexture();
   m_imageWidth = KORUSEMarker::m_srcImage->width;
   m_imageHeight = KORUSEMarker::m_srcImage->height;
+  // A second photo on one engine must not leak the first one's weights.
+  if (m_nlinks) KORU_Free_Msg(m_nlinks, "intializer", 110);
+  m_nlinks = nullptr;
+  computeNlinks();
+  for (IplImage*& snapshot : m_iterLabel) snapshot = nullptr;
 }
 
-// The label image and the cut arrive with the rest of the engine; until then
-// an edit yields no result and the host keeps showing its photo.
-void KORUSEHybrid::setLabelImage(IplImage*) {}
+KORUSEGraph* KORUSEHybrid::graphSpaceAllocator() {
+  const int n = m_roiHeight * m_roiWidth;
+  m_graph = new KORUSEGraph(n, 8 * n, m_roiWidth, m_roiHeight, 0);
+  return m_graph;
+}
 
-IplImage* KORUSEHybrid::segment() { return nullptr; }
+void KORUSEHybrid::graphSpaceDellocator() {
+  delete m_graph;
+  m_graph = nullptr;
+}
+
+void KORUSEHybrid::clearMemory() {
+  for (IplImage*& snapshot : m_iterLabel) releaseImage(&snapshot);
+  releaseImage(&m_roiImage);
+  releaseImage(&m_roiLabel);
+  releaseImage(&m_roiInitialLabel);
+  graphSpaceDellocator();
+  destroy_timer(g_cancelTimer);
+  g_cancelTimer = nullptr;
+}
+
+bool KORUSEHybrid::cancelSegmentation() {
+  stop_cpu_timer(g_cancelTimer);
+  const double elapsed = get_elapsed_time_in_millisec(g_cancelTimer);
+  return KORUSEMarker::m_exitApp || elapsed > kSegmentationBudgetMs;
+}

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "SegmentationCore.h"
@@ -32,10 +33,11 @@ class SessionTest : public ::testing::Test {
   void SetUp() override { deinitSegmentation(); }
   void TearDown() override { deinitSegmentation(); }
 
-  void open(int w, int h) {
+  void open(int w, int h) { open(w, h, gradientPhoto(w, h)); }
+  void open(int w, int h, Pixels photo) {
     w_ = w;
     h_ = h;
-    photo_ = gradientPhoto(w, h);
+    photo_ = std::move(photo);
     ASSERT_EQ(setSourceImage(w, h, photo_.data()), 0);
     ASSERT_EQ(initSegmentationEngine(0), 0);
   }
@@ -49,6 +51,27 @@ class SessionTest : public ::testing::Test {
     cutOutImage(0, 0, 0, preview ? preview->data() : nullptr, mask ? mask->data() : nullptr);
   }
   HostMask blankMask(unsigned char v = 77) const { return HostMask(size_t(w_) * h_, v); }
+
+  // A segmentation edit as a host sends it: stroke points, marks, process.
+  int edit(std::vector<int> points, const std::vector<int>& marks, int type, HostMask* mask,
+           Pixels* preview = nullptr) {
+    Pixels scratch;
+    if (!preview) {
+      scratch = photo_;
+      preview = &scratch;
+    }
+    setCurrentMarkerVector(static_cast<int>(points.size()), points.data());
+    std::vector<int> copy = marks;
+    setMarkerImage(w_, h_, copy.data(), type);
+    return processSegment(0, 0, 0, preview->data(), mask->data());
+  }
+  // A box (corners inclusive): its inside probable object, its corners the loop.
+  int boxEdit(int x0, int y0, int x1, int y1, HostMask* mask) {
+    std::vector<int> marks(size_t(w_) * h_, 0);
+    for (int y = y0; y <= y1; ++y)
+      for (int x = x0; x <= x1; ++x) marks[y * w_ + x] = 4;
+    return edit({x0, y0, x1, y0, x1, y1, x0, y1}, marks, 0, mask);
+  }
 
   static const int STROKE_ADD_TYPE = 2;
   int w_ = 0, h_ = 0;

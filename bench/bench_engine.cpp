@@ -1,0 +1,74 @@
+// Per-photo and per-edit engine stages: these run on the phone's UI path.
+#include <benchmark/benchmark.h>
+
+#include <opencv2/imgproc/imgproc_c.h>
+
+#include "SegmentationCore.h"
+#include "SyntheticScene.h"
+#include "colormodel/TrainingData.h"
+#include "engine/KORUSEHybrid.h"
+#include "interface/KORUSEMarker.h"
+#include "interface/SessionGlobals.h"
+
+static void openScene(int w, int h) {
+  deinitSegmentation();
+  Scene s = discScene(w, h);
+  setSourceImage(w, h, s.pixels.data());
+  initSegmentationEngine(0);
+}
+
+static void BM_Intializer(benchmark::State& state) {
+  const int w = state.range(0), h = state.range(1);
+  openScene(w, h);
+  for (auto _ : state) pHybrid->intializer();
+  state.counters["Mpixel"] = w * h / 1e6;
+  deinitSegmentation();
+}
+BENCHMARK(BM_Intializer)->Args({640, 480})->Args({4000, 3000})->Unit(benchmark::kMillisecond);
+
+static void BM_SetLabelImage(benchmark::State& state) {
+  const int w = state.range(0), h = state.range(1);
+  openScene(w, h);
+  int loop[] = {w / 5, h / 5, 4 * w / 5, h / 5, 4 * w / 5, 4 * h / 5, w / 5, 4 * h / 5};
+  setCurrentMarkerVector(8, loop);
+  KORUSEMarker::currentStroke.type = LOOP_ADD;
+  IplImage* marks = cvCreateImage(cvSize(w, h), 8, 1);
+  for (auto _ : state) {
+    cvSetZero(marks);
+    cvRectangle(marks, cvPoint(w / 5, h / 5), cvPoint(4 * w / 5, 4 * h / 5),
+                cvScalarAll(MARK_PROBABLE_OBJECT), CV_FILLED);
+    pHybrid->setLabelImage(marks);
+  }
+  cvReleaseImage(&marks);
+  deinitSegmentation();
+}
+BENCHMARK(BM_SetLabelImage)->Args({4000, 3000})->Unit(benchmark::kMillisecond);
+
+// The region graph of a whole 320 x 240 working image with trained models.
+static void BM_ConstructGraph(benchmark::State& state) {
+  openScene(320, 240);
+  KORUSEHybrid& e = *pHybrid;
+  std::vector<int> marks(320 * 240, 0);
+  for (int y = 40; y < 200; ++y)
+    for (int x = 60; x < 260; ++x) marks[y * 320 + x] = MARK_PROBABLE_OBJECT;
+  setCurrentMarkerVector(0, nullptr);
+  setMarkerImage(320, 240, marks.data(), LOOP_ADD);
+  e.setLabelImage(markerImage);
+  KORUSEMarker::m_xMinBBox = KORUSEMarker::m_yMinBBox = 0;
+  e.m_roiWidth = 320;
+  e.m_roiHeight = 240;
+  e.m_lambda = 50.0;
+  e.m_roiImage = e.cropImage(KORUSEMarker::m_srcImage);
+  e.m_roiLabel = e.cropImage(KORUSEMarker::m_labelImage);
+  std::vector<pixelVal> object, background;
+  extractTrainingData(e.m_roiImage, e.m_roiLabel, object, background);
+  initModel(object, background, e.m_fgModel, e.m_bgModel, 10);
+  e.m_fgModel.setInverseCovariance();
+  e.m_bgModel.setInverseCovariance();
+  e.graphSpaceAllocator();
+  for (auto _ : state) e.constructGraphKORU_Whole_Image();
+  state.SetItemsProcessed(state.iterations() * 320 * 240);
+  e.clearMemory();
+  deinitSegmentation();
+}
+BENCHMARK(BM_ConstructGraph)->Unit(benchmark::kMillisecond);

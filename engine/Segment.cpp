@@ -1,0 +1,166 @@
+// The five-pass driver: cut the region five times, alternating the choice of
+// the smoothness weight with refitting the two colour models.
+//
+//   pass 0      candidate weight 0, fresh models (homogeneity decided here)
+//   pass 1, 2   candidates 1 and 2 from the user's labels, pass-0 models
+//   pass 3      the weight optimalLamda prefers, continuing from its labels
+//               and refitting the models (or the fallback weight)
+//   pass 4      refit and cut again with the pass-3 weight
+// A homogeneous image never switches: five cuts at weight 50 with a refit
+// before each, the classic iterated graph cut.
+#include <android/log.h>
+#include <opencv2/imgproc.hpp>
+#include <opencv2/imgproc/imgproc_c.h>
+
+#include <vector>
+
+#include "colormodel/ModelUpdate.h"
+#include "colormodel/TrainingData.h"
+#include "engine/KORUSEHybrid.h"
+#include "engine/ModelSteps.h"
+#include "graph/KORUSEGraph.h"
+#include "interface/KORUSEMarker.h"
+#include "support/KORUTimer.h"
+
+namespace {
+const int kPasses = 5;
+const int kSnapshots = 3;  // labellings kept after cuts 1 to 3
+}  // namespace
+
+// Refits or re-initialises the models for one pass; returns whether the
+// weight keeps switching.
+static bool modelStep(KORUSEHybrid& engine, int mode, bool firstPass, bool switching,
+                      std::vector<pixelVal>& object, std::vector<pixelVal>& background) {
+  if (mode == KEEP_MODELS) return switching;
+  extractTrainingData(engine.m_roiImage, engine.m_roiLabel, object, background);
+  if (mode == UPDATE_MODELS) {
+    updateModel(object, background, engine.m_fgModel, engine.m_bgModel);
+    engine.homogenousLamda(1);  // the flag alone decides after pass 0
+    return switching;
+  }
+  initModel(background, engine.m_bgModel, 10);
+  initModel(object, engine.m_fgModel, 10);
+  return engine.homogenousLamda(firstPass ? 0 : 1);
+}
+
+// One cut: the region's graph with the current models and weight, its
+// minimum cut, and the new labels.
+static void cut(KORUSEHybrid& engine) {
+  engine.constructGraphKORU_Whole_Image();
+  engine.m_graph->maxFlow();
+  engine.updateLabelImage();
+}
+
+IplImage* KORUSEHybrid::segment() {
+  g_cancelTimer = create_timer();
+  start_cpu_timer(g_cancelTimer);
+  std::vector<pixelVal> object, background;
+
+  computeBoundingBox();
+  preProcess();
+  graphSpaceAllocator();
+  m_roiImage = cropImage(KORUSEMarker::m_srcImage);
+  m_roiLabel = cropImage(KORUSEMarker::m_labelImage);
+  if (!m_roiImage || !m_roiLabel || !m_nlinks) {
+    clearMemory();
+    return nullptr;
+  }
+  m_roiInitialLabel = cvCloneImage(m_roiLabel);
+  m_lambda = kHomogeneousLambda;
+  KORUSEMarker::m_noiseLevel = kNoiseLevel;
+
+  bool switching = true;
+  int mode = FRESH_MODELS;
+  for (int k = 0; k < kPasses; ++k) {
+    if (switching) mode = parallelLamdaSwtich(k);
+    switching = modelStep(*this, mode, k == 0, switching, object, background);
+    if (k == 0) mode = UPDATE_MODELS;
+    cut(*this);
+    if (k < kSnapshots) m_iterLabel[k] = cvCloneImage(m_roiLabel);
+    if (cancelSegmentation()) {
+      __android_log_print(ANDROID_LOG_ERROR, "Error", "Segmentation canceled due to timeout");
+      clearMemory();
+      return nullptr;
+    }
+  }
+  if (KORUSEMarker::m_isHomogenous) chooseIter();
+  graphSpaceDellocator();
+  IplImage* mask = getObjMask();
+  clearMemory();
+  return mask;
+}
+
+bool KORUSEHybrid::homogenousLamda(int k) {
+  const bool homogeneous = (k == 0 && m_bgModel.colorModelCriteria()) || KORUSEMarker::m_isHomogenous;
+  m_fgModel.setInverseCovariance();
+  if (homogeneous) {
+    // A background of one colour would claim every pixel near it: invert it
+    // with a heavy regulariser and cut at the strongest weight.
+    KORUSEMarker::m_noiseLevel = kHomogeneousNoiseLevel;
+    m_bgModel.setInverseCovariance();
+    KORUSEMarker::m_noiseLevel = kNoiseLevel;
+    m_lambda = kHomogeneousLambda;
+    KORUSEMarker::m_isHomogenous = true;
+  } else {
+    m_bgModel.setInverseCovariance();
+    KORUSEMarker::m_isHomogenous = false;
+  }
+  return !homogeneous;
+}
+
+namespace {
+const float kStrongEdge = 70.0f;  // gradient above: the boundary lies on an edge
+const float kWeakEdge = 30.0f;    // gradient below: it crosses flat colour
+const float kFirstCutOnEdges = 0.75f;
+const float kFinalCutNearlyPerfect = 0.98f;
+const float kImprovementWorthKeeping = 0.2f;
+
+// (strong - weak) / n over the inner boundary pixels of the labelling's object.
+float boundaryEdgeScore(const IplImage* labels, const cv::Mat& gradient) {
+  IplImage* boundary = cvCloneImage(labels);
+  IplImage* eroded = cvCloneImage(labels);
+  cvSetZero(boundary);
+  for (int y = 0; y < labels->height; ++y) {
+    const uint8_t* in = reinterpret_cast<const uint8_t*>(labels->imageData + y * labels->widthStep);
+    uint8_t* out = reinterpret_cast<uint8_t*>(boundary->imageData + y * boundary->widthStep);
+    for (int x = 0; x < labels->width; ++x)
+      out[x] = (in[x] == MARK_OBJECT || in[x] == MARK_PROBABLE_OBJECT) ? 255 : 0;
+  }
+  // Too small to erode: the label copy itself is subtracted.
+  if (boundary->width > 2 && boundary->height > 2) cvErode(boundary, eroded, nullptr, 1);
+  cvSub(boundary, eroded, boundary, nullptr);
+
+  int n = 0, strong = 0, weak = 0;
+  for (int y = 0; y < boundary->height; ++y) {
+    const uint8_t* b = reinterpret_cast<const uint8_t*>(boundary->imageData + y * boundary->widthStep);
+    const float* g = gradient.ptr<float>(y);
+    for (int x = 0; x < boundary->width; ++x) {
+      if (b[x] != 255) continue;
+      ++n;
+      strong += g[x] > kStrongEdge;
+      weak += g[x] < kWeakEdge;
+    }
+  }
+  cvReleaseImage(&boundary);
+  cvReleaseImage(&eroded);
+  return n ? static_cast<float>(static_cast<double>(strong - weak) / n) : 0.0f;
+}
+}  // namespace
+
+void KORUSEHybrid::chooseIter() {
+  if (!m_roiImage || !m_roiLabel || !m_iterLabel[0]) return;
+  IplImage* grey = cvCreateImage(cvGetSize(m_roiImage), 8, 1);
+  cvCvtColor(m_roiImage, grey, CV_BGR2GRAY);
+  cv::Mat gx, gy, gradient;
+  cv::Sobel(cv::cvarrToMat(grey), gx, CV_32F, 1, 0, 3);
+  cv::Sobel(cv::cvarrToMat(grey), gy, CV_32F, 0, 1, 3);
+  cv::magnitude(gx, gy, gradient);
+  const float first = boundaryEdgeScore(m_iterLabel[0], gradient);
+  const float last = boundaryEdgeScore(m_roiLabel, gradient);
+  cvReleaseImage(&grey);
+  // The first cut already followed strong edges and the later ones did not
+  // improve on it by much: keep the first.
+  if (first >= kFirstCutOnEdges && last <= kFinalCutNearlyPerfect &&
+      last - first <= kImprovementWorthKeeping)
+    cvCopy(m_iterLabel[0], m_roiLabel, nullptr);
+}

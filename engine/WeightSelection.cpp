@@ -1,0 +1,175 @@
+// Choosing the smoothness weight. Passes 0 to 2 cut with three candidate
+// weights; before pass 3, optimalLamda picks the most plausible of their
+// labellings, and the driver continues from it with that candidate's weight.
+#include <opencv2/imgproc.hpp>
+
+#include <climits>
+#include <cmath>
+#include <vector>
+
+#include "engine/KORUSEHybrid.h"
+#include "engine/ModelSteps.h"
+#include "interface/KORUSEMarker.h"
+#include "support/KORULog.h"
+
+namespace {
+const float kColourCandidates[3] = {50.0f, 13.513f, 8.0f};
+const float kColourFallback = 4.0f;
+const float kGreyCandidates[3] = {15.0f, 10.0f, 7.0f};
+const float kGreyFallback = 3.0f;
+
+const double kKeptComponentShare = 0.7;  // components above 70 % of the largest stay
+const float kFrameShare = 0.15f;         // "framed": within 15 % of every border
+const float kMinObjectArea = 100.0f;     // smaller unframed objects: fall back
+const double kSpreadLimit = 0.4;         // area spread that prefers the last candidate
+
+inline uint8_t* row(const IplImage* image, int y) {
+  return reinterpret_cast<uint8_t*>(image->imageData + y * image->widthStep);
+}
+inline bool isObject(uint8_t label) { return label == MARK_OBJECT || label == MARK_PROBABLE_OBJECT; }
+
+// Box of the pixels >= 255; with none, min = INT_MAX and max = -1.
+struct MaskBox {
+  int xmin = INT_MAX, xmax = -1, ymin = INT_MAX, ymax = -1;
+};
+MaskBox boxOfObject(const IplImage* mask) {
+  MaskBox b;
+  for (int y = 0; y < mask->height; ++y) {
+    const uint8_t* r = row(mask, y);
+    for (int x = 0; x < mask->width; ++x)
+      if (r[x] >= 255) {
+        b.xmin = std::min(b.xmin, x);
+        b.xmax = std::max(b.xmax, x);
+        b.ymin = std::min(b.ymin, y);
+        b.ymax = std::max(b.ymax, y);
+      }
+  }
+  return b;
+}
+bool framed(const MaskBox& b, int w, int h, float f) {
+  const int fw = static_cast<int>(f * w), fh = static_cast<int>(f * h);
+  return b.xmin < fw && w - b.xmax < fw && b.ymin < fh && h - b.ymax < fh;
+}
+
+// Writes 255 into `bin` for the object components larger than 70 % of the
+// largest (4-connected), 0 elsewhere; returns their pixel count.
+int keepLargeComponents(const IplImage* labels, IplImage* bin) {
+  cvSetZero(bin);
+  for (int y = 0; y < labels->height; ++y) {
+    const uint8_t* in = row(labels, y);
+    uint8_t* out = row(bin, y);
+    for (int x = 0; x < labels->width; ++x) out[x] = isObject(in[x]) ? 1 : 0;
+  }
+  cv::Mat binary = cv::cvarrToMat(bin), components, stats, centroids;
+  const int n = cv::connectedComponentsWithStats(binary, components, stats, centroids, 4, CV_32S);
+  int largest = 0;
+  for (int c = 1; c < n; ++c) largest = std::max(largest, stats.at<int>(c, cv::CC_STAT_AREA));
+  const int limit = static_cast<int>(largest * kKeptComponentShare);
+  int area = 0;
+  for (int y = 0; y < binary.rows; ++y) {
+    uint8_t* out = binary.ptr<uint8_t>(y);
+    const int* id = components.ptr<int>(y);
+    for (int x = 0; x < binary.cols; ++x) {
+      const bool keep = id[x] > 0 && stats.at<int>(id[x], cv::CC_STAT_AREA) > limit;
+      out[x] = keep ? 255 : 0;
+      area += keep;
+    }
+  }
+  return area;
+}
+}  // namespace
+
+int KORUSEHybrid::parallelLamdaSwtich(int k) {
+  const bool grey = KORUSEMarker::m_isGreyScale;
+  const float* candidates = grey ? kGreyCandidates : kColourCandidates;
+  if (k <= 2) {
+    // Truncated on purpose: the second colour candidate cuts with 13 here
+    // but with 13.513 when pass 3 selects it.
+    m_lambda = static_cast<double>(static_cast<int>(candidates[k]));
+    cvCopy(m_roiInitialLabel, m_roiLabel, nullptr);
+    return k == 0 ? FRESH_MODELS : KEEP_MODELS;
+  }
+  if (k > 3) return UPDATE_MODELS;
+  const int chosen = optimalLamda(m_iterLabel, nullptr);
+  if (chosen < 0) {
+    m_lambda = grey ? kGreyFallback : kColourFallback;
+    cvCopy(m_roiInitialLabel, m_roiLabel, nullptr);
+    return KEEP_MODELS;
+  }
+  m_lambda = candidates[chosen];
+  cvCopy(m_iterLabel[chosen], m_roiLabel, nullptr);
+  return UPDATE_MODELS;
+}
+
+int KORUSEHybrid::optimalLamda(IplImage** labels, float*) {
+  if (!labels || !labels[0] || !labels[1] || !labels[2]) {
+    logBadCall("optimalLamda", "missing labellings");
+    return -1;
+  }
+  if (!checkImageSize(labels[0]->width, labels[0]->height, "optimalLamda", 3107)) return -1;
+  IplImage* bin = cvCreateImage(cvGetSize(labels[0]), 8, 1);
+  int area[3];
+  bool isFramed[3];
+  std::vector<int> passing;
+  for (int k = 0; k < 3; ++k) {
+    area[k] = keepLargeComponents(labels[k], bin);
+    isFramed[k] = framed(boxOfObject(bin), bin->width, bin->height, kFrameShare);
+    if (intensityTest(bin) == 1) passing.push_back(k);
+  }
+  cvReleaseImage(&bin);
+
+  if (passing.empty()) return 0;
+  int best = -1;
+  for (int k : passing)
+    if (isFramed[k] && (best < 0 || area[k] < area[best])) best = k;
+  if (best >= 0) return best;
+
+  float maxArea = 0.0f, sum = 0.0f;
+  for (int k : passing) {
+    maxArea = std::max(maxArea, static_cast<float>(area[k]));
+    sum += static_cast<float>(area[k]);
+  }
+  if (maxArea < kMinObjectArea) return -1;
+  const float n = static_cast<float>(passing.size());
+  const float mean = sum / (maxArea * n);
+  float spread = 0.0f;
+  for (int k : passing) {
+    const float d = mean - area[k] / maxArea;
+    spread += d * d;
+  }
+  if (passing.size() == 1 || static_cast<double>(spread) > kSpreadLimit) return passing.back();
+  return passing[passing.size() - 2];
+}
+
+int KORUSEHybrid::intensityTest(const IplImage* mask) {
+  double innerSum = 0.0, borderSum = 0.0;
+  int innerCount = 0, borderCount = 0;
+  if (mask && m_roiImage && mask->width >= 3 && mask->height >= 3) {
+    for (int y = 1; y < mask->height - 1; ++y)
+      for (int x = 1; x < mask->width - 1; ++x) {
+        if (row(mask, y)[x] != 255) continue;
+        const uint8_t* c = row(m_roiImage, y) + 3 * x;
+        for (int dy = -1; dy <= 1; ++dy)
+          for (int dx = -1; dx <= 1; ++dx) {
+            if (!dx && !dy) continue;
+            const uint8_t* n = row(m_roiImage, y + dy) + 3 * (x + dx);
+            const double d0 = c[0] - n[0], d1 = c[1] - n[1], d2 = c[2] - n[2];
+            const float d = std::sqrt(static_cast<float>(d0 * d0 + d1 * d1 + d2 * d2));
+            if (row(mask, y + dy)[x + dx] == 255) {
+              innerSum += d;
+              ++innerCount;
+            } else {
+              borderSum += d;
+              ++borderCount;
+            }
+          }
+      }
+  }
+  // An empty side has no mean: the test fails.
+  if (innerCount == 0 || borderCount == 0) return 2;
+  return borderSum / borderCount - innerSum / innerCount >= 0.0 ? 1 : 2;
+}
+
+bool KORUSEHybrid::boundaryTest(const IplImage* mask, float f) {
+  return mask && framed(boxOfObject(mask), mask->width, mask->height, f);
+}

@@ -1,0 +1,86 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "SessionFixture.h"
+#include "engine/KORUSEHybrid.h"
+#include "graph/KORUSEGraph.h"
+#include "interface/KORUSEMarker.h"
+#include "interface/SessionGlobals.h"
+
+using EngineWeights = SessionTest;
+
+static Pixels greyLevels(std::initializer_list<int> levels) {
+  Pixels p;
+  for (int v : levels) p.push_back(0xFF000000u | (v << 16) | (v << 8) | v);
+  return p;
+}
+
+TEST_F(EngineWeights, ConstantImageGivesUnitWeights) {
+  open(5, 4, Pixels(20, 0xFF336699u));
+  const float* w = pHybrid->m_nlinks;
+  EXPECT_EQ(pHybrid->m_beta, 0.0);
+  // Interior pixel (2, 2): all four neighbours present.
+  const float* p = w + 4 * (2 * 5 + 2);
+  EXPECT_EQ(p[0], 1.0f);
+  EXPECT_EQ(p[1], 0.70710677f);
+  EXPECT_EQ(p[2], 1.0f);
+  EXPECT_EQ(p[3], 0.70710677f);
+  // Column 0 has no left or upper-left neighbour, the last column no upper-right.
+  EXPECT_EQ(w[4 * 5 + 0], 0.0f);
+  EXPECT_EQ(w[4 * 5 + 1], 0.0f);
+  EXPECT_EQ(w[4 * (5 + 4) + 3], 0.0f);
+  EXPECT_EQ(w[4 * 3 + 0], 1.0f);  // row 0 keeps its left neighbour
+}
+
+TEST_F(EngineWeights, BetaOnAThreeByTwoImage) {
+  // Grey levels        0 10 10
+  //                    0  0 10
+  // The 11 neighbour pairs (4WH - 3W - 3H + 2) include 5 that differ by 10 in
+  // each channel (squared distance 300), so S = 1500 and beta = 11 / 3000.
+  open(3, 2, greyLevels({0, 10, 10, 0, 0, 10}));
+  const double beta = 11.0 / 3000.0;
+  EXPECT_NEAR(pHybrid->m_beta, beta, 1e-12);
+  const float* w = pHybrid->m_nlinks;
+  const double differ = std::exp(-300 * beta);
+  EXPECT_NEAR(w[4 * 1 + 0], differ, 1e-6);                    // (1,0) left: 0 vs 10
+  EXPECT_NEAR(w[4 * 2 + 0], 1.0, 1e-6);                       // (2,0) left: 10 vs 10
+  EXPECT_NEAR(w[4 * 4 + 1], 0.70710677, 1e-6);                // (1,1) upper-left: 0 vs 0
+  EXPECT_NEAR(w[4 * 4 + 3], 0.70710677 * differ, 1e-6);       // (1,1) upper-right: 0 vs 10
+  EXPECT_NEAR(w[4 * 3 + 3], 0.70710677 * differ, 1e-6);       // (0,1) upper-right: 0 vs 10
+  EXPECT_NEAR(w[4 * 5 + 0], differ, 1e-6);                    // (2,1) left: 10 vs 0
+}
+
+TEST_F(EngineWeights, RegionGraphScalesWeightsAndTiesHardLabels) {
+  open(3, 2);
+  KORUSEHybrid& e = *pHybrid;
+  for (int i = 0; i < 4 * 6; ++i) e.m_nlinks[i] = 0.5f;
+  // Region: the right 2 x 2 block, so that the image's column 0 is outside.
+  KORUSEMarker::m_xMinBBox = 1;
+  KORUSEMarker::m_yMinBBox = 0;
+  e.m_roiWidth = e.m_roiHeight = 2;
+  e.m_lambda = 50.0;
+  e.m_roiImage = e.cropImage(KORUSEMarker::m_srcImage);
+  e.m_roiLabel = cvCreateImage(cvSize(2, 2), 8, 1);
+  const uint8_t labels[4] = {MARK_BACKGROUND, MARK_OBJECT, MARK_OBJECT, MARK_BACKGROUND};
+  for (int i = 0; i < 4; ++i) e.m_roiLabel->imageData[(i / 2) * e.m_roiLabel->widthStep + i % 2] = labels[i];
+  e.graphSpaceAllocator();
+  e.constructGraphKORU_Whole_Image();
+
+  const KORUSEGraph& g = *e.m_graph;
+  EXPECT_EQ(g.nodeArray[0].residualTerminalCapacity, -1000.0f);  // (0, 1000)
+  EXPECT_EQ(g.nodeArray[1].residualTerminalCapacity, 1000.0f);   // (1000, 0)
+  // Node 0: every neighbour outside the region (image column 0 included).
+  for (int a = 0; a < 8; ++a) EXPECT_EQ(g.arcArray[a], -2.0f);
+  // Node 1 (0,1 in the region): left present at 50 * 0.5 both ways.
+  EXPECT_EQ(g.arcArray[8 + 0], 25.0f);
+  EXPECT_EQ(g.arcArray[8 + 1], 25.0f);
+  EXPECT_EQ(g.arcArray[8 + 4], -2.0f);
+  // Node 3 (1,1): left, upper-left and upper present; upper-right absent.
+  const float expected[8] = {25, 25, 25, 25, 25, 25, -2, -2};
+  EXPECT_TRUE(std::equal(expected, expected + 8, g.arcArray + 24));
+  // Node 2 (1,0): upper and upper-right present, left and upper-left absent.
+  const float node2[8] = {-2, -2, -2, -2, 25, 25, 25, 25};
+  EXPECT_TRUE(std::equal(node2, node2 + 8, g.arcArray + 16));
+  e.clearMemory();
+}
