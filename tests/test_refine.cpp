@@ -1,0 +1,75 @@
+#include <gtest/gtest.h>
+
+#include <opencv2/imgproc/imgproc_c.h>
+
+#include "LogCapture.h"
+#include "SessionFixture.h"
+#include "SyntheticScene.h"
+#include "engine/KORUSEHybrid.h"
+#include "interface/KORUSEMarker.h"
+#include "interface/SessionGlobals.h"
+
+using Refine = SessionTest;
+
+// Pixels where a 0/255 full-size image disagrees with the truth.
+static size_t mismatch(const IplImage* mask, const Scene& s) {
+  size_t wrong = 0;
+  for (int y = 0; y < mask->height; ++y)
+    for (int x = 0; x < mask->width; ++x) {
+      const bool object = static_cast<uint8_t>(mask->imageData[y * mask->widthStep + x]) == 255;
+      wrong += object != (s.truth[size_t(y) * s.width + x] == 1);
+    }
+  return wrong;
+}
+
+TEST_F(Refine, BandCutBeatsPlainEnlargement) {
+  // An ellipse, so that the outline crosses working pixels at every phase.
+  Scene s = makeScene(1280, 960, [](int x, int y) {
+    const double dx = (x - 641.5) / 301.3, dy = (y - 477.2) / 233.9;
+    return dx * dx + dy * dy <= 1.0;
+  });
+  open(s.width, s.height, s.pixels);
+  ASSERT_EQ(g_imageResizeFactor, 4.0f);
+  HostMask mask = blankMask();
+  boxEdit(300, 200, 980, 760, &mask);
+
+  IplImage* refined = cvCreateImage(cvSize(s.width, s.height), 8, 1);
+  for (int i = 0; i < s.width * s.height; ++i)
+    refined->imageData[(i / s.width) * refined->widthStep + i % s.width] = mask[i] == 0 ? 255 : 0;
+  // The working-size labels the cut left behind, enlarged as they are.
+  const IplImage* labels = KORUSEMarker::m_labelImage;
+  IplImage* small = cvCreateImage(cvGetSize(labels), 8, 1);
+  for (int y = 0; y < small->height; ++y)
+    for (int x = 0; x < small->width; ++x) {
+      const uint8_t l = labels->imageData[y * labels->widthStep + x];
+      small->imageData[y * small->widthStep + x] = (l == 2 || l == 4) ? 255 : 0;
+    }
+  IplImage* enlarged = cvCreateImage(cvSize(s.width, s.height), 8, 1);
+  cvResize(small, enlarged, CV_INTER_NN);
+
+  const size_t plain = mismatch(enlarged, s), band = mismatch(refined, s);
+  EXPECT_GT(plain, 1000u);  // a 4x enlargement leaves visible steps
+  EXPECT_LT(band * 2, plain) << "band " << band << " plain " << plain;
+  for (IplImage* image : {refined, small, enlarged}) cvReleaseImage(&image);
+}
+
+TEST_F(Refine, EmptyMaskFallsBackToPlainEnlargement) {
+  Scene s = discScene(640, 480);
+  open(s.width, s.height, s.pixels);
+  LogCapture log;
+  KORUSEHybrid& e = *pHybrid;
+  KORUSEMarker::m_labelImage = cvCreateImage(cvSize(320, 240), 8, 1);
+  cvSet(KORUSEMarker::m_labelImage, cvScalarAll(MARK_BACKGROUND));
+  IplImage* low = cvCreateImage(cvSize(320, 240), 8, 1);
+  cvSetZero(low);
+  IplImage* full = e.intelligentUpscaling(low);
+  ASSERT_NE(full, nullptr);
+  EXPECT_EQ(full->width, 640);
+  EXPECT_EQ(cvCountNonZero(full), 0);
+  EXPECT_TRUE(log.contains({ANDROID_LOG_ERROR, "Error",
+                            "Failed: xmin:2147483647, xmax:-1, ymin:2147483647, ymax:-1"}));
+  EXPECT_EQ(e.m_trimapWidth, 0);
+  EXPECT_EQ(e.m_trimapGraph, nullptr);
+  cvReleaseImage(&full);
+  cvReleaseImage(&low);
+}

@@ -1,0 +1,180 @@
+#include <gtest/gtest.h>
+
+#include <opencv2/imgproc.hpp>
+#include <opencv2/imgproc/imgproc_c.h>
+
+#include <chrono>
+#include <thread>
+
+#include "LogCapture.h"
+#include "SessionFixture.h"
+#include "SyntheticScene.h"
+#include "engine/KORUSEHybrid.h"
+#include "interface/KORUSEMarker.h"
+#include "interface/SessionGlobals.h"
+
+class Segment : public SessionTest {
+ protected:
+  void openScene(const Scene& s) {
+    scene_ = s;
+    open(s.width, s.height, s.pixels);
+  }
+  // Marks of a brush stroke along a polyline, `radius` pixels thick.
+  std::vector<int> strokeMarks(const std::vector<int>& pts, int radius, int value) {
+    cv::Mat m(h_, w_, CV_32S, cv::Scalar(0));
+    for (size_t i = 2; i + 1 < pts.size(); i += 2)
+      cv::line(m, {pts[i - 2], pts[i - 1]}, {pts[i], pts[i + 1]}, cv::Scalar(value), 2 * radius + 1);
+    return std::vector<int>(m.begin<int>(), m.end<int>());
+  }
+  Scene scene_;
+};
+
+TEST_F(Segment, BoxCutsFindTheObject) {
+  struct Case {
+    const char* name;
+    Scene scene;
+    int box[4];
+  };
+  const Case cases[] = {
+      {"small colour disc", discScene(160, 120), {40, 16, 120, 104}},
+      {"grey on grey texture", discScene(160, 120, 0.3, 0.5, 0.5, true), {40, 16, 120, 104}},
+      {"touching the border", discScene(200, 150, 0.35, 0.1, 0.5), {0, 15, 75, 135}},
+      // Reduced by 4 to the working size and refined at full resolution.
+      {"1280 x 960", discScene(1280, 960), {320, 150, 960, 810}},
+  };
+  for (const Case& c : cases) {
+    openScene(c.scene);
+    HostMask mask = blankMask();
+    EXPECT_EQ(boxEdit(c.box[0], c.box[1], c.box[2], c.box[3], &mask), 0);
+    EXPECT_GE(hostMaskIoU(mask, scene_), 0.95) << c.name;
+  }
+}
+
+TEST_F(Segment, EachEditMovesOnlyItsOwnWayAndUndoRestores) {
+  openScene(discScene(200, 150));
+  HostMask loop = blankMask();
+  std::vector<int> inside(size_t(w_) * h_, 0);
+  std::vector<int> polygon = {50, 10, 150, 10, 150, 140, 50, 140};
+  for (int y = 10; y <= 140; ++y)
+    for (int x = 50; x <= 150; ++x) inside[y * w_ + x] = MARK_PROBABLE_OBJECT;
+  ASSERT_EQ(edit(polygon, inside, LOOP_ADD, &loop), 0);
+  EXPECT_GE(hostMaskIoU(loop, scene_), 0.95);
+
+  // A remove stroke across the disc's right half.
+  std::vector<int> cutLine = {100, 75, 140, 75};
+  HostMask removed = blankMask();
+  ASSERT_EQ(edit(cutLine, strokeMarks(cutLine, 3, MARK_BACKGROUND), STROKE_REMOVE, &removed), 0);
+  size_t lost = 0;
+  for (size_t i = 0; i < loop.size(); ++i) {
+    EXPECT_FALSE(loop[i] == 255 && removed[i] == 0) << "a remove stroke added pixel " << i;
+    lost += loop[i] == 0 && removed[i] == 255;
+  }
+  EXPECT_GT(lost, 0u);
+
+  // An add stroke back over it.
+  HostMask added = blankMask();
+  ASSERT_EQ(edit(cutLine, strokeMarks(cutLine, 3, MARK_OBJECT), STROKE_ADD, &added), 0);
+  size_t gained = 0;
+  for (size_t i = 0; i < loop.size(); ++i) {
+    EXPECT_FALSE(removed[i] == 0 && added[i] == 255) << "an add stroke removed pixel " << i;
+    gained += removed[i] == 255 && added[i] == 0;
+  }
+  EXPECT_GT(gained, 0u);
+
+  HostMask back = blankMask();
+  undo(nullptr, back.data());
+  EXPECT_EQ(back, removed);
+  undo(nullptr, back.data());
+  EXPECT_EQ(back, loop);
+}
+
+TEST_F(Segment, SameSessionTwiceGivesTheSameMasks) {
+  std::vector<HostMask> runs[2];
+  for (auto& run : runs) {
+    openScene(discScene(240, 180));
+    run.push_back(blankMask());
+    boxEdit(50, 20, 190, 160, &run.back());
+    std::vector<int> line = {120, 90, 170, 90};
+    run.push_back(blankMask());
+    edit(line, strokeMarks(line, 2, MARK_BACKGROUND), STROKE_REMOVE, &run.back());
+  }
+  EXPECT_EQ(runs[0], runs[1]);
+}
+
+TEST_F(Segment, CancelReturnsNoResultAndReleasesTheRegion) {
+  LogCapture log;
+  openScene(discScene(1280, 960));
+  HostMask mask = blankMask(9);
+  Pixels preview(photo_.size(), 0);
+  std::thread canceller([] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    cancelSegmentation();
+  });
+  EXPECT_EQ(boxEdit(320, 150, 960, 810, &mask), 0);
+  canceller.join();
+  EXPECT_EQ(mask, blankMask(9));
+  EXPECT_TRUE(log.contains({ANDROID_LOG_ERROR, "Error", "Segmentation canceled due to timeout"}));
+  const KORUSEHybrid& e = *pHybrid;
+  EXPECT_EQ(e.m_roiImage, nullptr);
+  EXPECT_EQ(e.m_roiLabel, nullptr);
+  EXPECT_EQ(e.m_roiInitialLabel, nullptr);
+  for (IplImage* snapshot : e.m_iterLabel) EXPECT_EQ(snapshot, nullptr);
+  EXPECT_EQ(e.m_graph, nullptr);
+  EXPECT_EQ(canUndo() + canRedo(), 0);  // nothing recorded
+
+  // A cancel stays in force until the host starts over.
+  resetSegmentationInterface();
+  EXPECT_EQ(boxEdit(320, 150, 960, 810, &mask), 0);
+  EXPECT_GE(hostMaskIoU(mask, scene_), 0.95);
+}
+
+// Region images for optimalLamda: one colour, except a patch of another
+// colour at (40..44, 40..44) that makes a labelling covering it fail the
+// colour test (its border is uniform, its inside is not).
+class WeightChoice : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    engine_.m_roiImage = cvCreateImage(cvSize(100, 100), 8, 3);
+    cvSet(engine_.m_roiImage, cvScalar(90, 90, 90));
+    cvRectangle(engine_.m_roiImage, cvPoint(40, 40), cvPoint(44, 44), cvScalar(200, 10, 10), CV_FILLED);
+    for (auto& l : labels_) l = cvCreateImage(cvSize(100, 100), 8, 1);
+  }
+  void TearDown() override {
+    for (auto& l : labels_) cvReleaseImage(&l);
+  }
+  // Labelling k: object (4) on the given rectangle, probable background elsewhere.
+  void object(int k, int x0, int y0, int x1, int y1, int thickness = CV_FILLED) {
+    cvSet(labels_[k], cvScalarAll(MARK_PROBABLE_BACKGROUND));
+    cvRectangle(labels_[k], cvPoint(x0, y0), cvPoint(x1, y1), cvScalarAll(MARK_PROBABLE_OBJECT), thickness);
+  }
+  int choose() { return engine_.optimalLamda(labels_, nullptr); }
+  KORUSEHybrid engine_;
+  IplImage* labels_[3];
+};
+
+TEST_F(WeightChoice, OptimalLamdaFollowsAreasAndFraming) {
+  // All three cover the patch: none passes, the first candidate is used.
+  object(0, 30, 30, 60, 60);
+  object(1, 35, 35, 50, 50);
+  object(2, 38, 38, 70, 70);
+  EXPECT_EQ(choose(), 0);
+
+  // Passing, unframed areas 1000 and 200 (the third fails): m = 0.6,
+  // v = 0.32 <= 0.4, so the second-to-last passing one (index 0).
+  object(0, 55, 55, 94, 79);  // 40 x 25
+  object(1, 60, 10, 79, 19);  // 20 x 10
+  EXPECT_EQ(choose(), 0);
+  // Areas 1000 and 100: m = 0.55, v = 0.405 > 0.4, the last one.
+  object(1, 60, 10, 69, 19);  // 10 x 10
+  EXPECT_EQ(choose(), 1);
+  // Passing objects all under 100 pixels: fall back.
+  object(0, 55, 55, 63, 63);  // 9 x 9
+  object(1, 60, 10, 68, 18);  // 9 x 9
+  EXPECT_EQ(choose(), -1);
+
+  // Framed objects (within 15 % of all borders, clear of the patch): the
+  // smallest wins, whatever its index.
+  object(0, 5, 5, 94, 94, 9);  // a wide frame
+  object(1, 5, 5, 94, 94, 3);  // a narrow one
+  EXPECT_EQ(choose(), 1);
+}
