@@ -7,15 +7,11 @@
 #include "engine/RegionGraph.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/KORUSEMarker.h"
+#include "support/ImageRows.h"
 
 namespace {
 // Below this the two log-likelihoods of a grey pixel count as equal.
 const float kGreyTieTolerance = 0.0001f;
-
-inline const uint8_t* at(const IplImage* image, int x, int y) {
-  return reinterpret_cast<const uint8_t*>(image->imageData + y * image->widthStep) +
-         x * image->nChannels;
-}
 }  // namespace
 
 void KORUSEHybrid::constructGraphKORU() {}
@@ -43,18 +39,18 @@ void KORUSEHybrid::constructGraphKORU_Whole_Image() {
 
   for (int r = 0; r < h; ++r)
     for (int c = 0; c < w; ++c) {
-      const uint8_t label = *at(m_roiLabel, c, r);
+      const uint8_t label = *imagePixel(m_roiLabel, c, r);
       DataTerm term;
       if (label == MARK_BACKGROUND) {
         term = {0.0, kHardCapacity};
       } else if (label == MARK_OBJECT) {
         term = {kHardCapacity, 0.0};
       } else if (!KORUSEMarker::m_isGreyScale) {
-        term = colourDataTerm(m_fgModel, m_bgModel, at(m_roiImage, c, r));
+        term = colourDataTerm(m_fgModel, m_bgModel, imagePixel(m_roiImage, c, r));
       } else {
-        const pixelVal sample{{double(*at(m_roiImage, c, r)),
-                               double(*at(KORUSEMarker::m_texHor, x0 + c, y0 + r)),
-                               double(*at(KORUSEMarker::m_texVer, x0 + c, y0 + r))}};
+        const pixelVal sample{{double(*imagePixel(m_roiImage, c, r)),
+                               double(*imagePixel(KORUSEMarker::m_texHor, x0 + c, y0 + r)),
+                               double(*imagePixel(KORUSEMarker::m_texVer, x0 + c, y0 + r))}};
         term = greyDataTerm(m_fgModel, m_bgModel, sample);
       }
       addDataTerm(*m_graph, r * w + c, term);

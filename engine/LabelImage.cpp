@@ -12,6 +12,7 @@
 #include "interface/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
 #include "support/KORULog.h"
+#include "support/ImageRows.h"
 
 namespace {
 // A brush stroke's soft halo: 5 % of the image's geometric mean side.
@@ -21,9 +22,6 @@ const int kUnknownPathThickness = 3;
 // Margin around the edit's box, in working pixels.
 const int kRegionMargin = 10;
 
-inline uint8_t* row(IplImage* image, int y) {
-  return reinterpret_cast<uint8_t*>(image->imageData + y * image->widthStep);
-}
 inline bool isBrush(int type) { return (type & ~1) == 2; }
 inline bool addsToObject(int type) { return (type & ~2) == 0; }
 }  // namespace
@@ -37,8 +35,8 @@ static void addBrushHalo(IplImage* marker, int type) {
   const uint8_t own = type == STROKE_ADD ? MARK_OBJECT : MARK_BACKGROUND;
   const uint8_t halo = type == STROKE_ADD ? MARK_PROBABLE_OBJECT : MARK_PROBABLE_BACKGROUND;
   for (int y = 0; y < marker->height; ++y) {
-    uint8_t* out = row(marker, y);
-    const uint8_t* before = row(copy, y);
+    uint8_t* out = imageRow(marker, y);
+    const uint8_t* before = imageRow(copy, y);
     for (int x = 0; x < marker->width; ++x)
       if (out[x] == own && before[x] == MARK_NONE) out[x] = halo;
   }
@@ -51,9 +49,9 @@ static void addBrushHalo(IplImage* marker, int type) {
 static void applyPreviousResult(IplImage* labels, const IplImage* marker, const IplImage* prev,
                                 int type) {
   for (int y = 0; y < labels->height; ++y) {
-    uint8_t* out = row(labels, y);
-    const uint8_t* marks = row(const_cast<IplImage*>(marker), y);
-    const uint8_t* before = prev ? row(const_cast<IplImage*>(prev), y) : nullptr;
+    uint8_t* out = imageRow(labels, y);
+    const uint8_t* marks = imageRow(marker, y);
+    const uint8_t* before = prev ? imageRow(prev, y) : nullptr;
     for (int x = 0; x < labels->width; ++x) {
       if (!before) {
         if (marks[x] == MARK_NONE) out[x] = MARK_BACKGROUND;
@@ -126,7 +124,7 @@ Box boxOfLabels(IplImage* labels, Wanted wanted) {
   Box box;
   if (!labels) return box;
   for (int y = 0; y < labels->height; ++y) {
-    const uint8_t* r = row(labels, y);
+    const uint8_t* r = imageRow(labels, y);
     for (int x = 0; x < labels->width; ++x)
       if (wanted(r[x])) box.add(x, y);
   }
@@ -164,14 +162,14 @@ IplImage* KORUSEHybrid::cropImage(IplImage* src) {
   const int bytes = m_roiWidth * src->nChannels;
   const int x0 = KORUSEMarker::m_xMinBBox * src->nChannels;
   for (int r = 0; r < m_roiHeight; ++r)
-    std::copy_n(row(src, KORUSEMarker::m_yMinBBox + r) + x0, bytes, row(crop, r));
+    std::copy_n(imageRow(src, KORUSEMarker::m_yMinBBox + r) + x0, bytes, imageRow(crop, r));
   return crop;
 }
 
 int KORUSEHybrid::updateLabelImage() {
   int objectNodes = 0;
   for (int r = 0; r < m_roiHeight; ++r) {
-    uint8_t* labels = row(m_roiLabel, r);
+    uint8_t* labels = imageRow(m_roiLabel, r);
     for (int c = 0; c < m_roiWidth; ++c) {
       const bool background = m_graph->getTreeofNode(r * m_roiWidth + c);
       if (!background) ++objectNodes;
@@ -190,9 +188,9 @@ IplImage* KORUSEHybrid::getObjMask() {
   // The refinement takes a 0/1 mask; without it the mask is final: 0/255.
   const uint8_t object = g_imageResizeFactor > 1.0f ? 1 : 255;
   for (int r = 0; r < m_roiHeight; ++r) {
-    const uint8_t* labels = row(m_roiLabel, r);
-    uint8_t* full = row(KORUSEMarker::m_labelImage, KORUSEMarker::m_yMinBBox + r) + KORUSEMarker::m_xMinBBox;
-    uint8_t* out = row(mask, KORUSEMarker::m_yMinBBox + r) + KORUSEMarker::m_xMinBBox;
+    const uint8_t* labels = imageRow(m_roiLabel, r);
+    uint8_t* full = imageRow(KORUSEMarker::m_labelImage, KORUSEMarker::m_yMinBBox + r) + KORUSEMarker::m_xMinBBox;
+    uint8_t* out = imageRow(mask, KORUSEMarker::m_yMinBBox + r) + KORUSEMarker::m_xMinBBox;
     for (int c = 0; c < m_roiWidth; ++c) {
       full[c] = labels[c];
       if (labels[c] == MARK_OBJECT || labels[c] == MARK_PROBABLE_OBJECT) out[c] = object;

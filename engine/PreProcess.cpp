@@ -10,6 +10,7 @@
 #include "engine/KORUSEHybrid.h"
 #include "interface/KORUSEMarker.h"
 #include "support/KORULog.h"
+#include "support/ImageRows.h"
 
 namespace {
 // Mean channel spread |c0 - c1| + |c0 - c2| below this: a grey photo.
@@ -31,12 +32,6 @@ const int kRounds = 3;
 // Line number carried by preProcess's size log.
 const int kPreProcessSizeLine = 2940;
 
-inline const uchar* row(const IplImage* image, int y) {
-  return reinterpret_cast<const uchar*>(image->imageData + y * image->widthStep);
-}
-inline uchar* row(IplImage* image, int y) {
-  return reinterpret_cast<uchar*>(image->imageData + y * image->widthStep);
-}
 }  // namespace
 
 bool KORUSEHybrid::greyScaleTest(IplImage* img) {
@@ -47,7 +42,7 @@ bool KORUSEHybrid::greyScaleTest(IplImage* img) {
   // Float on purpose: on large images the decision near 1.0 depends on its rounding.
   float spread = 0.0f;
   for (int y = 0; y < img->height; ++y) {
-    const uchar* p = row(img, y);
+    const uchar* p = imageRow(img, y);
     for (int x = 0; x < img->width; ++x, p += img->nChannels)
       spread += static_cast<float>(std::abs(p[0] - p[1]) + std::abs(p[0] - p[2]));
   }
@@ -75,10 +70,10 @@ void KORUSEHybrid::computeTexture() {
   KORUSEMarker::m_texVer = ver;
 
   // I(y, x): the first channel. Row 0 looks down, every other row up.
-  const auto I = [&](int y, int x) { return static_cast<int>(row(src, y)[x * n]); };
+  const auto I = [&](int y, int x) { return static_cast<int>(imageRow(src, y)[x * n]); };
   for (int y = 0; y < H; ++y) {
-    uchar* h = row(hor, y);
-    uchar* v = row(ver, y);
+    uchar* h = imageRow(hor, y);
+    uchar* v = imageRow(ver, y);
     for (int x = 0; x + 1 < W; ++x) {
       h[x] = static_cast<uchar>(std::abs(I(y, x + 1) - I(y, x)));
       if (y > 0)
@@ -91,9 +86,9 @@ void KORUSEHybrid::computeTexture() {
   // offset W - 1 of each row (a channel of pixel (W - 1) / 3), not the last
   // pixel's first channel. This reading is kept on purpose; do not "fix" it.
   for (int y = 1; y < H; ++y) {
-    if (W > 1) row(hor, y)[W - 1] = static_cast<uchar>(std::abs(I(y, W - 2) - I(y, W - 1)));
-    row(ver, y)[W - 1] =
-        static_cast<uchar>(std::abs(row(src, y - 1)[W - 1] - row(src, y)[W - 1]));
+    if (W > 1) imageRow(hor, y)[W - 1] = static_cast<uchar>(std::abs(I(y, W - 2) - I(y, W - 1)));
+    imageRow(ver, y)[W - 1] =
+        static_cast<uchar>(std::abs(imageRow(src, y - 1)[W - 1] - imageRow(src, y)[W - 1]));
   }
 }
 
@@ -242,7 +237,7 @@ void KORUSEHybrid::preProcess() {
   // whatever the user marked there.
   const int x0 = KORUSEMarker::m_xMinBBox, y0 = KORUSEMarker::m_yMinBBox;
   for (int y = 0; y < grey.rows; ++y) {
-    uchar* out = row(labels, y0 + y) + x0;
+    uchar* out = imageRow(labels, y0 + y) + x0;
     for (int x = 0; x < grey.cols; ++x)
       if (x <= r.x || x >= r.x + r.width - 1 || y <= r.y || y >= r.y + r.height - 1)
         out[x] = MARK_BACKGROUND;

@@ -17,6 +17,7 @@
 #include "interface/KORUSEMarker.h"
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
+#include "support/ImageRows.h"
 
 namespace {
 // Trimap values.
@@ -28,9 +29,6 @@ const uint8_t kLeftOut = 7;        // deep inside or outside: not in the graph
 const uint8_t kTrimapOfCount[5] = {kLeftOut, kOuterRing, kBand, kInnerRing, kLeftOut};
 const double kDiagonalFactorWide = 0.7071067932881648;
 
-inline uint8_t* row(const IplImage* image, int y) {
-  return reinterpret_cast<uint8_t*>(image->imageData + y * image->widthStep);
-}
 
 IplImage* newImage(int w, int h, int channels, int line) {
   checkImageSize(w, h, "intelligentUpscaling", line);
@@ -51,7 +49,7 @@ IplImage* lowResolutionTrimap(IplImage* mask) {
   cvErode(mask, scratch, nullptr, 3);
   cvAdd(count, scratch, count, nullptr);
   for (int y = 0; y < count->height; ++y) {
-    uint8_t* r = row(count, y);
+    uint8_t* r = imageRow(count, y);
     for (int x = 0; x < count->width; ++x) r[x] = kTrimapOfCount[std::min<int>(r[x], 4)];
   }
   cvReleaseImage(&scratch);
@@ -68,7 +66,7 @@ IplImage* enlarged(const IplImage* src, int line) {
 // Plain nearest-neighbour enlargement of the 0/1 mask as 0/255.
 IplImage* fallbackEnlargement(IplImage* mask) {
   for (int y = 0; y < mask->height; ++y) {
-    uint8_t* r = row(mask, y);
+    uint8_t* r = imageRow(mask, y);
     for (int x = 0; x < mask->width; ++x)
       if (r[x] == 1) r[x] = 255;
   }
@@ -82,7 +80,7 @@ IplImage* KORUSEHybrid::cropImageTrimap(IplImage* src, int width, int height, in
                                  src->depth, src->nChannels);
   const int bytes = crop->width * src->nChannels * (src->depth / 8);
   for (int r = 0; r < crop->height; ++r)
-    std::copy_n(row(src, y0 + r) + x0 * src->nChannels * (src->depth / 8), bytes, row(crop, r));
+    std::copy_n(imageRow(src, y0 + r) + x0 * src->nChannels * (src->depth / 8), bytes, imageRow(crop, r));
   return crop;
 }
 
@@ -95,7 +93,7 @@ IplImage* KORUSEHybrid::intelligentUpscaling(IplImage* mask) {
 
   int xmin = INT_MAX, xmax = -1, ymin = INT_MAX, ymax = -1;
   for (int y = 0; y < trimap->height; ++y) {
-    const uint8_t* r = row(trimap, y);
+    const uint8_t* r = imageRow(trimap, y);
     for (int x = 0; x < trimap->width; ++x)
       if (r[x] != kLeftOut) {
         xmin = std::min(xmin, x);
@@ -136,8 +134,8 @@ IplImage* KORUSEHybrid::intelligentUpscaling(IplImage* mask) {
     } else {
       m_trimapGraph->maxFlow();
       for (int y = 0; y < m_trimapHeight; ++y) {
-        const uint8_t* t = row(trimapCrop, y);
-        uint8_t* l = row(labels, ymin + y) + xmin;
+        const uint8_t* t = imageRow(trimapCrop, y);
+        uint8_t* l = imageRow(labels, ymin + y) + xmin;
         for (int x = 0; x < m_trimapWidth; ++x)
           if (t[x] == kBand)
             l[x] = m_trimapGraph->getTreeofNode(y * m_trimapWidth + x) ? MARK_PROBABLE_BACKGROUND
@@ -155,8 +153,8 @@ IplImage* KORUSEHybrid::intelligentUpscaling(IplImage* mask) {
   if (status == 0) {
     result = newImage(labels->width, labels->height, 1, 1780);
     for (int y = 0; y < labels->height; ++y) {
-      const uint8_t* l = row(labels, y);
-      uint8_t* out = row(result, y);
+      const uint8_t* l = imageRow(labels, y);
+      uint8_t* out = imageRow(result, y);
       for (int x = 0; x < labels->width; ++x)
         out[x] = (l[x] == MARK_PROBABLE_OBJECT || l[x] == MARK_OBJECT) ? 255 : 0;
     }
@@ -190,13 +188,13 @@ int KORUSEHybrid::constructGraphTrimapKORU(IplImage* image, IplImage*, IplImage*
   for (int y = 0; y < h; ++y)
     for (int x = 0; x < w; ++x) {
       DataTerm term{0.0, 0.0};
-      switch (row(trimap, y)[x]) {
+      switch (imageRow(trimap, y)[x]) {
         case kOuterRing: term = {0.0, kHardCapacity}; break;
         case kInnerRing: term = {kHardCapacity, 0.0}; break;
         case kBand: {
-          const uint8_t* c = row(image, y) + 3 * x;
+          const uint8_t* c = imageRow(image, y) + 3 * x;
           const pixelVal sample =
-              grey ? pixelVal{{double(c[0]), double(row(texHor, y)[x]), double(row(texVer, y)[x])}}
+              grey ? pixelVal{{double(c[0]), double(imageRow(texHor, y)[x]), double(imageRow(texVer, y)[x])}}
                    : pixelVal{{double(c[0]), double(c[1]), double(c[2])}};
           term = bandDataTerm(m_fgModel, m_bgModel, sample);
           break;
@@ -210,16 +208,16 @@ int KORUSEHybrid::constructGraphTrimapKORU(IplImage* image, IplImage*, IplImage*
   const float diagonal = static_cast<float>(m_lambda * kDiagonalFactorWide);
   for (int y = 0; y < h; ++y)
     for (int x = 0; x < w; ++x) {
-      const bool leftOut = row(trimap, y)[x] == kLeftOut;
-      const uint8_t* p = row(image, y) + 3 * x;
+      const bool leftOut = imageRow(trimap, y)[x] == kLeftOut;
+      const uint8_t* p = imageRow(image, y) + 3 * x;
       const int node = y * w + x;
       for (int slot = 0; slot < 4; ++slot) {
         const int nx = x + kSlotDx[slot], ny = y + kSlotDy[slot];
-        if (leftOut || ny < 0 || nx < 0 || nx >= w || row(trimap, ny)[nx] == kLeftOut) {
+        if (leftOut || ny < 0 || nx < 0 || nx >= w || imageRow(trimap, ny)[nx] == kLeftOut) {
           m_trimapGraph->addEdge(node, -1, 0.0f, 0.0f, true);
           continue;
         }
-        const uint8_t* q = row(image, ny) + 3 * nx;
+        const uint8_t* q = imageRow(image, ny) + 3 * nx;
         const float t0 = table[std::abs(p[0] - q[0])], t1 = table[std::abs(p[1] - q[1])],
                     t2 = table[std::abs(p[2] - q[2])];
         float cap;

@@ -8,11 +8,9 @@
 #include "engine/SmoothnessTable.h"
 #include "interface/KORUSEMarker.h"
 #include "support/KORUMemory.h"
+#include "support/ImageRows.h"
 
 namespace {
-inline const uint8_t* pixel(const IplImage* image, int x, int y) {
-  return reinterpret_cast<const uint8_t*>(image->imageData + y * image->widthStep) + 3 * x;
-}
 inline int squaredDistance(const uint8_t* a, const uint8_t* b) {
   const int d0 = a[0] - b[0], d1 = a[1] - b[1], d2 = a[2] - b[2];
   return d0 * d0 + d1 * d1 + d2 * d2;
@@ -28,7 +26,7 @@ double contrastBeta(const IplImage* image) {
       for (int s = 0; s < 4; ++s) {
         const int nx = x + kSlotDx[s], ny = y + kSlotDy[s];
         if (nx >= 0 && nx < w && ny >= 0)
-          sum += static_cast<uint32_t>(squaredDistance(pixel(image, x, y), pixel(image, nx, ny)));
+          sum += static_cast<uint32_t>(squaredDistance(imagePixel(image, x, y), imagePixel(image, nx, ny)));
       }
   const int32_t s = static_cast<int32_t>(sum);
   if (w < 1 || h < 1 || s < 1) return 0.0;
@@ -56,14 +54,14 @@ void KORUSEHybrid::computeNlinks() {
   for (int y = 0; y < h; ++y)
     for (int x = 0; x < w; ++x) {
       float* slots = m_nlinks + 4 * (static_cast<size_t>(y) * w + x);
-      const uint8_t* p = pixel(image, x, y);
+      const uint8_t* p = imagePixel(image, x, y);
       for (int s = 0; s < 4; ++s) {
         const int nx = x + kSlotDx[s], ny = y + kSlotDy[s];
         if (nx < 0 || nx >= w || ny < 0) {
           slots[s] = 0.0f;
           continue;
         }
-        const float weight = contrastWeight(table, p, pixel(image, nx, ny));
+        const float weight = contrastWeight(table, p, imagePixel(image, nx, ny));
         slots[s] = (s == 1 || s == 3) ? static_cast<float>(weight * double(kDiagonalFactor)) : weight;
       }
     }

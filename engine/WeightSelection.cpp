@@ -11,6 +11,7 @@
 #include "engine/ModelSteps.h"
 #include "interface/KORUSEMarker.h"
 #include "support/KORULog.h"
+#include "support/ImageRows.h"
 
 namespace {
 const float kColourCandidates[3] = {50.0f, 13.513f, 8.0f};
@@ -23,9 +24,6 @@ const float kFrameShare = 0.15f;         // "framed": within 15 % of every borde
 const float kMinObjectArea = 100.0f;     // smaller unframed objects: fall back
 const double kSpreadLimit = 0.4;         // area spread that prefers the last candidate
 
-inline uint8_t* row(const IplImage* image, int y) {
-  return reinterpret_cast<uint8_t*>(image->imageData + y * image->widthStep);
-}
 inline bool isObject(uint8_t label) { return label == MARK_OBJECT || label == MARK_PROBABLE_OBJECT; }
 
 // Box of the pixels >= 255; with none, min = INT_MAX and max = -1.
@@ -35,7 +33,7 @@ struct MaskBox {
 MaskBox boxOfObject(const IplImage* mask) {
   MaskBox b;
   for (int y = 0; y < mask->height; ++y) {
-    const uint8_t* r = row(mask, y);
+    const uint8_t* r = imageRow(mask, y);
     for (int x = 0; x < mask->width; ++x)
       if (r[x] >= 255) {
         b.xmin = std::min(b.xmin, x);
@@ -56,8 +54,8 @@ bool framed(const MaskBox& b, int w, int h, float f) {
 int keepLargeComponents(const IplImage* labels, IplImage* bin) {
   cvSetZero(bin);
   for (int y = 0; y < labels->height; ++y) {
-    const uint8_t* in = row(labels, y);
-    uint8_t* out = row(bin, y);
+    const uint8_t* in = imageRow(labels, y);
+    uint8_t* out = imageRow(bin, y);
     for (int x = 0; x < labels->width; ++x) out[x] = isObject(in[x]) ? 1 : 0;
   }
   cv::Mat binary = cv::cvarrToMat(bin), components, stats, centroids;
@@ -147,15 +145,15 @@ int KORUSEHybrid::intensityTest(const IplImage* mask) {
   if (mask && m_roiImage && mask->width >= 3 && mask->height >= 3) {
     for (int y = 1; y < mask->height - 1; ++y)
       for (int x = 1; x < mask->width - 1; ++x) {
-        if (row(mask, y)[x] != 255) continue;
-        const uint8_t* c = row(m_roiImage, y) + 3 * x;
+        if (imageRow(mask, y)[x] != 255) continue;
+        const uint8_t* c = imageRow(m_roiImage, y) + 3 * x;
         for (int dy = -1; dy <= 1; ++dy)
           for (int dx = -1; dx <= 1; ++dx) {
             if (!dx && !dy) continue;
-            const uint8_t* n = row(m_roiImage, y + dy) + 3 * (x + dx);
+            const uint8_t* n = imageRow(m_roiImage, y + dy) + 3 * (x + dx);
             const double d0 = c[0] - n[0], d1 = c[1] - n[1], d2 = c[2] - n[2];
             const float d = std::sqrt(static_cast<float>(d0 * d0 + d1 * d1 + d2 * d2));
-            if (row(mask, y + dy)[x + dx] == 255) {
+            if (imageRow(mask, y + dy)[x + dx] == 255) {
               innerSum += d;
               ++innerCount;
             } else {
