@@ -16,8 +16,14 @@ int setSourceImage(int width, int height, unsigned int* pixels) {
       logBadCall("setSourceImage", "null pixel buffer");
       return 0;
     }
-    // A photo handed over without deinitSegmentation replaces the old one.
+    // A photo handed over without deinitSegmentation replaces the old one;
+    // the old photo's engine would cut at the wrong size.
     releaseImage(&KORUSEMarker::m_originalImage);
+    if (pHybrid) {
+      logBadCall("setSourceImage", "new photo without deinitSegmentation: engine released");
+      delete pHybrid;
+      pHybrid = nullptr;
+    }
     IplImage* image = cvCreateImage(cvSize(width, height), IPL_DEPTH_8U, 3);
     for (int y = 0; y < height; ++y) {
       uint8_t* bgr = reinterpret_cast<uint8_t*>(image->imageData + y * image->widthStep);

@@ -14,9 +14,12 @@ const unsigned int kOutlineColour = 0xFFFFFF00u;  // opaque yellow
 const int kOutlineThickness = 2;
 const int kAntiAliased = 16;
 
+// A result of the photo's size; anything else would write past the host's buffers.
 bool haveResult(const char* function) {
-  if (resultMask) return true;
-  logBadCall(function, "no result to deliver");
+  if (resultMask && resultMask->width == KORUSEMarker::m_originalWidth &&
+      resultMask->height == KORUSEMarker::m_originalHeight)
+    return true;
+  logBadCall(function, resultMask ? "result size differs from the photo" : "no result to deliver");
   return false;
 }
 }  // namespace

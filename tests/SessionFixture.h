@@ -38,6 +38,7 @@ class SessionTest : public ::testing::Test {
     w_ = w;
     h_ = h;
     photo_ = std::move(photo);
+    deinitSegmentation();
     ASSERT_EQ(setSourceImage(w, h, photo_.data()), 0);
     ASSERT_EQ(initSegmentationEngine(0), 0);
   }

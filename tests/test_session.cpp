@@ -197,7 +197,17 @@ TEST_F(SessionTest, UndefinedCallsAreLoggedAndTouchNothing) {
   EXPECT_EQ(preview, Pixels(12, 5));
   EXPECT_EQ(canUndo(), 0);
 
+  // A second photo without deinitSegmentation: the old engine is dropped, so
+  // an edit yields no result instead of a mask of the old size.
+  Pixels bigger = gradientPhoto(8, 6);
+  setSourceImage(8, 6, bigger.data());
+  int bigMarks[48] = {};
+  setMarkerImage(8, 6, bigMarks, 0);
+  HostMask big(48, 9);
+  processSegment(0, 0, 0, nullptr, big.data());
+  EXPECT_EQ(big, HostMask(48, 9));
+
   EXPECT_TRUE(log.contains({ANDROID_LOG_ERROR, "Error", "MEMORY_CRASH : setSourceImage 115"}));
   EXPECT_TRUE(log.contains({ANDROID_LOG_ERROR, "Error", "MEMORY_CRASH : setMarkerImage 164"}));
-  EXPECT_GE(log.count("Error"), 14u);
+  EXPECT_GE(log.count("Error"), 16u);
 }
