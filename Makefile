@@ -1,16 +1,17 @@
-# Front door: `make test` and `make test-asan` install what is missing,
-# configure, build and run the suite.
+# Front door: `make demo`, `make test` and `make test-asan` install what is
+# missing, configure, build and run.
 BUILD      ?= build
 BUILD_ASAN ?= build-asan
 JOBS       ?= $(shell nproc)
 
 # Debian packages the build needs (tests and benchmarks included).
 PACKAGES := cmake g++ make libopencv-core-dev libopencv-imgproc-dev android-liblog-dev \
-            libgtest-dev libbenchmark-dev
+            libgtest-dev libbenchmark-dev \
+            libopencv-imgcodecs-dev nlohmann-json3-dev libcli11-dev
 
 SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 
-.PHONY: deps build test test-asan clean
+.PHONY: deps build demo test test-asan clean
 
 deps:
 	@missing=$$(for p in $(PACKAGES); do \
@@ -25,6 +26,14 @@ deps:
 build: deps
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo
 	cmake --build $(BUILD) -j$(JOBS)
+
+# The cutout tool on the bundled photo, with a box around the cup.
+DEMO_OUT ?= out/demo
+demo: deps
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo
+	cmake --build $(BUILD) -j$(JOBS) --target cutout
+	$(BUILD)/tools/cutout data/samples/coffee.png --box 72,14,482,392 -o $(DEMO_OUT)
+	@echo "Open $(DEMO_OUT)/preview.png (the outline) and $(DEMO_OUT)/cutout.png (the cut-out)."
 
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j$(JOBS)

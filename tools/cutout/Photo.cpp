@@ -1,0 +1,74 @@
+#include "Photo.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <opencv2/imgcodecs.hpp>
+
+#include "Failure.h"
+
+namespace {
+
+// imread says only "empty" for every failure; ask the file system first so
+// that a missing file and a file that is no image get different messages.
+void checkReadable(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) throw CutoutError(kExitPhoto, "cannot read photo " + path + ": " + std::strerror(errno));
+  char byte;
+  if (!file.get(byte)) throw CutoutError(kExitPhoto, "photo " + path + " is empty or a folder");
+}
+
+// The codec libraries print their own complaints about a damaged file to
+// stderr; the tool's one line says it instead.
+class QuietStderr {
+ public:
+  QuietStderr() : saved_(::dup(2)) {
+    const int null = ::open("/dev/null", O_WRONLY);
+    if (null >= 0) {
+      ::dup2(null, 2);
+      ::close(null);
+    }
+  }
+  ~QuietStderr() {
+    if (saved_ < 0) return;
+    ::dup2(saved_, 2);
+    ::close(saved_);
+  }
+  QuietStderr(const QuietStderr&) = delete;
+  QuietStderr& operator=(const QuietStderr&) = delete;
+
+ private:
+  int saved_;
+};
+
+std::vector<unsigned int> hostPixels(const cv::Mat& bgr) {
+  std::vector<unsigned int> pixels(static_cast<size_t>(bgr.cols) * bgr.rows);
+  for (int y = 0; y < bgr.rows; ++y) {
+    const cv::Vec3b* in = bgr.ptr<cv::Vec3b>(y);
+    unsigned int* out = pixels.data() + static_cast<size_t>(y) * bgr.cols;
+    for (int x = 0; x < bgr.cols; ++x)
+      out[x] = 0xFF000000u | unsigned(in[x][2]) << 16 | unsigned(in[x][1]) << 8 | in[x][0];
+  }
+  return pixels;
+}
+
+}  // namespace
+
+Photo readPhoto(const std::string& path) {
+  checkReadable(path);
+  Photo photo;
+  photo.path = path;
+  try {
+    QuietStderr quiet;
+    photo.bgr = cv::imread(path, cv::IMREAD_COLOR);
+  } catch (const cv::Exception&) {  // a decoder that gave up: same as empty
+    photo.bgr.release();
+  }
+  if (photo.bgr.empty() || photo.bgr.type() != CV_8UC3)
+    throw CutoutError(kExitPhoto, "photo " + path + " is not an image that can be decoded");
+  photo.pixels = hostPixels(photo.bgr);
+  return photo;
+}

@@ -1,0 +1,36 @@
+// A session: the edits a person makes, in order, as read from a session file
+// (or the single box of --box).
+#pragma once
+
+#include <array>
+#include <opencv2/core.hpp>
+#include <string>
+#include <vector>
+
+enum class StepKind { Box, Loop, Stroke, Cut, Undo, Redo, Reset };
+
+struct Step {
+  StepKind kind = StepKind::Box;
+  bool add = true;                // "add" (object) or "remove" (background)
+  std::vector<cv::Point> points;  // box: its two corners; loop, stroke, cut: the line
+  int radius = -1;                // brush radius in pixels; -1: no brush (cut: polygon)
+};
+
+// "box", "loop", ... as in the session file.
+const char* stepKindName(StepKind kind);
+
+// Reads and checks a session file. Throws CutoutError: kExitSession when the
+// file cannot be read or is malformed (syntax errors name line and column,
+// other errors the step), kExitUnknownStep for an unknown "kind". Boxes must
+// not be empty; points are not yet checked against the photo.
+std::vector<Step> readSessionFile(const std::string& path);
+
+// The one step of --box. Throws CutoutError(kExitBox) when it is empty.
+Step boxStep(const std::array<int, 4>& box);
+
+// Brings every point inside a width x height photo. Returns the warnings
+// (one line each, empty when nothing moved). Throws CutoutError(kExitBox)
+// for a box with no area left inside the photo. `source` (the session
+// file, or "--box") starts every message.
+std::vector<std::string> clampToPhoto(std::vector<Step>& steps, int width, int height,
+                                      const std::string& source);
