@@ -33,10 +33,13 @@ void KORUSEGraph::releaseOrphan(nodes* orphan, const int arcs[8]) {
     const int a = arcs[k];
     if (a == NO_CANDIDATE || arcArray[a] == ABSENT_CAPACITY) continue;
     nodes* j = &nodeArray[arcHead(a)];
-    if (j->parentArc == NO_PARENT || j->treeLabel != tree) continue;
+    if (j->treeLabel != tree) continue;
+    // Orphans of the tree are queued too: one that is adopted again must be
+    // able to grow back into this node, or the node stays free although it
+    // still reaches the terminal and the cut read back is not minimal.
     const float toward = sinkTree ? arcArray[a] : arcArray[sisterArc(a)];
     if (toward != 0.0f && !j->nextActive) AddToActiveQueue(j);
-    if (j->parentArc != TERMINAL_ARC && arcHead(j->parentArc) == i) AddToOrphanQueue(j);
+    if (j->parentArc >= 0 && arcHead(j->parentArc) == i) AddToOrphanQueue(j);
   }
 }
 

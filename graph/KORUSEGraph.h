@@ -118,9 +118,10 @@ class KORUSEGraph {
   // Needs a complete grid: width x height nodes and their four edges each.
   // Stops early (flag set, partial cut) when KORUSEMarker::m_exitApp is set
   // or g_cancelTimer passes 10 s; callers check the flag and discard the
-  // result. A thread count of 2 or more is not served yet: that is logged and
-  // the serial search runs. Cost: no allocation; one clock read per
-  // iteration; each adoption walks its candidates' chains to the terminal.
+  // result. With a thread count of 2 or more the block search of ParallelGC
+  // cuts the graph instead and 0 is returned (the cut is what counts there).
+  // Cost: no allocation; one clock read per iteration; each adoption walks
+  // its candidates' chains to the terminal.
   float maxFlow();
 
   // Terminal initialisation: a node with source capacity hangs from the

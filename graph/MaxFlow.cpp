@@ -6,19 +6,20 @@
 // fixed order of neighbourArcs, so the cut is reproducible bit for bit.
 // The search is bounded by the cancel flag and the cancel timer.
 #include "graph/KORUSEGraph.h"
+#include "graph/ParallelGC.h"
 #include "interface/KORUSEMarker.h"
 #include "support/KORULog.h"
 #include "support/KORUTimer.h"
 
 float KORUSEGraph::maxFlow() {
-  if (threadCount >= 2) {
-    // The block-parallel search is not part of this library yet. The serial
-    // search cuts the same graph to a minimum, so run it rather than fail.
-    logBadCall("maxFlow", "block-parallel max-flow not available, running the serial search");
-  }
   if (!completeGrid()) {
     logBadCall("maxFlow", "graph is not a complete width x height grid");
     return flowValue;
+  }
+  if (threadCount >= 2) {
+    // The block search does not add up the flow: callers read the cut.
+    ParallelGC parallel(this, threadCount);
+    return parallel.maxFlow();
   }
   maxflowInit();
   return maxFlowSerialCall();
