@@ -48,12 +48,14 @@ void stop_cpu_timer(KORU_Timer* timer) {
   now(&timer->stopSec, &timer->stopUsec);
 }
 
+// Reads only: the block searches of a parallel cut read the cancel timer
+// from several threads at once.
 double get_elapsed_time_in_microsec(KORU_Timer* timer) {
   if (!timer) return -1.0;
-  if (!timer->stopped) now(&timer->stopSec, &timer->stopUsec);
-  timer->startMicros = timer->startSec * 1e6 + timer->startUsec;
-  timer->stopMicros = timer->stopSec * 1e6 + timer->stopUsec;
-  return timer->stopMicros - timer->startMicros;
+  int32_t stopSec = timer->stopSec, stopUsec = timer->stopUsec;
+  if (!timer->stopped) now(&stopSec, &stopUsec);
+  const double startMicros = timer->startSec * 1e6 + timer->startUsec;
+  return stopSec * 1e6 + stopUsec - startMicros;
 }
 
 double get_elapsed_time_in_millisec(KORU_Timer* timer) {

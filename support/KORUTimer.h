@@ -15,8 +15,8 @@ struct KORU_Timer {
   int32_t startUsec;
   int32_t stopSec;
   int32_t stopUsec;
-  double startMicros;  // written by the elapsed-time functions
-  double stopMicros;
+  double startMicros;  // unused: readers compute into locals, so that
+  double stopMicros;   //   several threads may read one timer
   int32_t stopped;     // 1 after stop_cpu_timer, 0 after start_cpu_timer
 };
 

@@ -114,7 +114,6 @@ TEST(Timer, ElapsedTimeAndCancelCeiling) {
   double stopped = get_elapsed_time_in_microsec(t);
   EXPECT_EQ(get_elapsed_time_in_microsec(t), stopped);  // frozen once stopped
   EXPECT_DOUBLE_EQ(get_elapsed_time_in_sec(t), stopped * 1e-6);
-  EXPECT_DOUBLE_EQ(t->stopMicros - t->startMicros, stopped);
   destroy_timer(t);
   destroy_timer(nullptr);
 }
