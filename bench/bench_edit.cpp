@@ -1,5 +1,6 @@
 // One whole edit through the exported functions, and the stages it is made
 // of, on generated photos from 0.3 to 12 megapixels.
+#include <android/log.h>
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>
 
@@ -37,6 +38,9 @@ struct Session {
   }
 };
 
+// The library's informational log lines would break up the table.
+const int kQuiet = (__android_log_set_minimum_priority(ANDROID_LOG_WARN), 0);
+
 double peakResidentMB() {
   rusage usage;
   getrusage(RUSAGE_SELF, &usage);
@@ -58,6 +62,56 @@ static void BM_BoxEdit(benchmark::State& state) {
 }
 BENCHMARK(BM_BoxEdit)->Args({640, 480})->Args({1280, 960})->Args({4000, 3000})
     ->Unit(benchmark::kMillisecond)->Iterations(3);
+
+// The label image from the marks, the previous result and the stroke's
+// path, reduced to the working size: the first step of every edit.
+static void BM_StageLabels(benchmark::State& state) {
+  Session s(state.range(0), state.range(1));
+  s.boxEdit();  // a previous result, as for every edit but the first
+  for (auto _ : state) {
+    state.PauseTiming();
+    setCurrentMarkerVector(8, s.loop.data());
+    setMarkerImage(s.scene.width, s.scene.height, s.marks.data(), LOOP_ADD);
+    state.ResumeTiming();
+    pHybrid->setLabelImage(markerImage);
+  }
+  freeLocalBuffers();
+}
+BENCHMARK(BM_StageLabels)->Args({1280, 960})->Args({4000, 3000})->Unit(benchmark::kMillisecond);
+
+// The region of interest and its tightening to where the image has structure.
+static void BM_StageRegion(benchmark::State& state) {
+  Session s(320, 240);
+  for (auto _ : state) {
+    state.PauseTiming();
+    setCurrentMarkerVector(8, s.loop.data());
+    setMarkerImage(320, 240, s.marks.data(), LOOP_ADD);
+    pHybrid->setLabelImage(markerImage);
+    state.ResumeTiming();
+    pHybrid->computeBoundingBox();
+    pHybrid->preProcess();
+  }
+  freeLocalBuffers();
+}
+BENCHMARK(BM_StageRegion)->Unit(benchmark::kMillisecond);
+
+// Cleaning a full-size result of a box edit (islands, pin holes).
+static void BM_StagePostProcess(benchmark::State& state) {
+  Session s(state.range(0), state.range(1));
+  s.boxEdit();
+  IplImage* result = KORUSEManageUndoRedo::prevMask();
+  for (auto _ : state) {
+    state.PauseTiming();
+    IplImage* mask = cvCloneImage(result);
+    state.ResumeTiming();
+    pHybrid->postProcess(mask);
+    state.PauseTiming();
+    cvReleaseImage(&mask);
+    state.ResumeTiming();
+  }
+  cvReleaseImage(&result);
+}
+BENCHMARK(BM_StagePostProcess)->Args({1280, 960})->Args({4000, 3000})->Unit(benchmark::kMillisecond);
 
 // Region, five cuts, post-processing and history on the working image alone
 // (a 320 x 240 photo is not reduced, so nothing is refined).

@@ -257,6 +257,88 @@ TEST_F(CutoutTest, BundledPhotoDefaultRun) {
     EXPECT_TRUE(fs::exists(out("demo") + "/" + file));
 }
 
+// Two generated photos, 120 x 90: a noisy red block at [40,80) x [30,60) on
+// green, a one-pixel mixed ring (truth 128) around it. "one" has a lasso,
+// "two" none. The saved masks: "one" the truth itself, "two" the block and
+// its ring plus a false 10 x 10 square at the corner, minus a missed 10 x 10
+// square at the block's corner. By hand: 144 ring pixels are not scored, so
+// 10656 are, 200 of them wrong in "two": 1.8769 %; inside the box (60 x 50,
+// the ring in it) 2856 are scored, 100 wrong: 3.5014 %. The cuts' own
+// scores and times are not asserted, only that every column is there.
+TEST_F(CutoutTest, EvalScoresAFolderBesideGrabCut) {
+  const fs::path bench = dir_ / "bench";
+  for (const char* sub : {"images", "truth", "lasso", "masks"}) fs::create_directories(bench / sub);
+  const cv::Rect block(40, 30, 40, 30), ring(39, 29, 42, 32);
+  cv::Mat truth(90, 120, CV_8UC1, cv::Scalar(0));
+  truth(ring).setTo(128);
+  truth(block).setTo(255);
+  uint32_t seed = 7;
+  for (const char* name : {"one", "two"}) {
+    cv::Mat photo(90, 120, CV_8UC3);
+    for (int y = 0; y < 90; ++y)
+      for (int x = 0; x < 120; ++x) {
+        seed = seed * 1664525u + 1013904223u;
+        const int n = static_cast<int>(seed >> 27) - 16;
+        photo.at<cv::Vec3b>(y, x) = block.contains({x, y}) ? cv::Vec3b(40, 50, uchar(200 + n))
+                                                            : cv::Vec3b(60, uchar(160 + n), 60);
+      }
+    ASSERT_TRUE(cv::imwrite((bench / "images" / (std::string(name) + ".png")).string(), photo));
+    ASSERT_TRUE(cv::imwrite((bench / "truth" / (std::string(name) + ".png")).string(), truth));
+  }
+  cv::Mat lasso(90, 120, CV_8UC1, cv::Scalar(0));
+  lasso(cv::Rect(34, 24, 52, 42)).setTo(128);
+  cv::imwrite((bench / "lasso" / "one.png").string(), lasso);
+  cv::imwrite((bench / "masks" / "one.png").string(), truth == 255);
+  cv::Mat two = truth > 0;
+  two(cv::Rect(0, 0, 10, 10)).setTo(255);
+  two(cv::Rect(40, 30, 10, 10)).setTo(0);
+  cv::imwrite((bench / "masks" / "two.png").string(), two);
+  std::ofstream(bench / "boxes.tsv") << "name\tx1\ty1\tx2\ty2\none\t30\t20\t89\t69\ntwo\t30\t20\t89\t69\n";
+
+  const Outcome run = cutout(dir_, {"eval", bench.string(), "-o", out("eval"), "--masks", (bench / "masks").string()});
+  ASSERT_EQ(run.code, kExitOk) << run.err;
+  const std::string table = slurp(dir_ / "stdout.txt");
+  for (const char* column : {"ours, box", "ours, lasso", "grabCut, box", "saved masks", "image %", "in box %",
+                             "CPU ms", "strokes to IoU 0.95", "Speed: cv::grabCut used", "Robot: IoU 0.95"})
+    EXPECT_NE(table.find(column), std::string::npos) << column << "\n" << table;
+  // Header, rows and means all have the same columns.
+  std::istringstream lines(table);
+  std::string line;
+  std::vector<long> bars;
+  while (std::getline(lines, line))
+    if (line.rfind("photo", 0) == 0 || line.rfind("one ", 0) == 0 || line.rfind("two ", 0) == 0 ||
+        line.rfind("mean ", 0) == 0)
+      bars.push_back(std::count(line.begin(), line.end(), '|'));
+  EXPECT_EQ(bars, std::vector<long>(4, 6)) << table;
+
+  // photo,width,height, then per method image %, box % (and CPU, wall for
+  // the three timed ones), then the robot's two counts: 19 cells.
+  std::istringstream csv(slurp(out("eval/eval.csv")));
+  std::vector<std::vector<std::string>> cells;
+  while (std::getline(csv, line)) {
+    std::vector<std::string> row;
+    std::istringstream fields(line);
+    for (std::string cell; std::getline(fields, cell, ',');) row.push_back(cell);
+    if (!line.empty() && line.back() == ',') row.push_back("");
+    cells.push_back(row);
+  }
+  ASSERT_EQ(cells.size(), 4u);
+  for (const auto& row : cells) EXPECT_EQ(row.size(), 19u) << row[0];
+  EXPECT_EQ(cells[0][15], "saved_err_image_pct");
+  EXPECT_EQ(cells[1][15], "0.0000");  // the perfect mask
+  EXPECT_EQ(cells[1][16], "0.0000");
+  EXPECT_EQ(cells[2][15], "1.8769");
+  EXPECT_EQ(cells[2][16], "3.5014");
+  EXPECT_EQ(cells[2][7], "");  // no lasso for "two"
+  EXPECT_NE(cells[1][7], "");
+  const std::string svg = slurp(out("eval/eval.svg"));
+  EXPECT_EQ(svg.rfind("<?xml", 0), 0u);
+  EXPECT_NE(svg.find("</svg>"), std::string::npos);
+
+  fs::remove(bench / "boxes.tsv");
+  EXPECT_EQ(cutout(dir_, {"eval", bench.string(), "-o", out("eval2")}).code, kExitBenchmark);
+}
+
 }  // namespace
 
 #endif

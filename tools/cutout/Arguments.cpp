@@ -1,10 +1,14 @@
 #include "Arguments.h"
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
+#include <filesystem>
 #include <iostream>
 #include <vector>
 
 #include "Failure.h"
+#include "PeerCuts.h"
+#include "RobotUser.h"
 
 namespace {
 
@@ -36,6 +40,49 @@ void addCutOptions(CLI::App& app, CutArguments& cut, std::vector<int>& box) {
   app.add_flag("--every-step", cut.everyStep, "Also write the outputs of every step");
 }
 
+// The benchmark folder beside the repository, when it is there.
+std::string defaultEvalDir() {
+#ifdef SEG_DEFAULT_EVAL_DIR
+  std::error_code error;
+  if (std::filesystem::is_directory(SEG_DEFAULT_EVAL_DIR, error)) return SEG_DEFAULT_EVAL_DIR;
+#endif
+  return "";
+}
+
+CLI::App* addEvalCommand(CLI::App& app, EvalArguments& eval) {
+  CLI::App* sub = app.add_subcommand(
+      "eval", "Scores our box and lasso cuts and cv::grabCut on a benchmark folder, with a robot user");
+  sub->add_option("DIR", eval.dir,
+                  "Benchmark folder: images/NAME.png, truth/NAME.png (255 object, 0 background, 128 "
+                  "not scored), boxes.tsv (NAME x1 y1 x2 y2), optional lasso/NAME.png")
+      ->type_name("DIR");
+  sub->add_option("-o,--out", eval.outDir, "Folder for eval.csv, robot.csv and eval.svg")
+      ->capture_default_str()
+      ->type_name("OUT");
+  sub->add_option("--masks", eval.masks, "Also score the saved masks MASKS/NAME.png (object white)")
+      ->type_name("MASKS");
+  char goal[512];
+  std::snprintf(goal, sizeof goal,
+                "cv::grabCut with the same box (%d iterations, one thread); the error rate over the photo and\n"
+                "inside the box, the CPU time; then the robot user, which corrects the box cut one brush\n"
+                "stroke at a time until IoU %.2f (at most %d strokes), for both.\n",
+                kPeerIterations, kRobotGoalIoU, kRobotMaxStrokes);
+  sub->footer(
+      "\nPer photo: our box cut, our lasso cut (the lasso's inside marked probable object), and\n" +
+      std::string(goal) +
+      "Outputs in OUT: eval.csv (one row per photo, then the means), robot.csv (every robot\n"
+      "stroke and the IoU after it), eval.svg (a chart of the error and the CPU time per photo).\n");
+  sub->fallthrough();  // cutout eval -v
+  return sub;
+}
+
+void checkEval(EvalArguments& eval, const CutArguments& cut, const std::vector<int>& box) {
+  if (!cut.photo.empty() || !box.empty() || !cut.edits.empty() || cut.everyStep)
+    throw CutoutError(kExitUsage, "eval takes a folder, not a photo, --box or --edits (see cutout eval --help)");
+  if (eval.dir.empty()) eval.dir = defaultEvalDir();
+  if (eval.dir.empty()) throw CutoutError(kExitUsage, "no benchmark folder given (see cutout eval --help)");
+}
+
 }  // namespace
 
 Arguments parseArguments(int argc, char** argv) {
@@ -45,7 +92,7 @@ Arguments parseArguments(int argc, char** argv) {
   app.footer(std::string("\n") + kSessionHelp + "\n" + kOutputHelp + "\n" + exitCodeTable());
   app.add_flag("-v,--verbose", args.verbose, "Show the library's informational log lines");
   addCutOptions(app, args.cut, box);
-  // Further commands go here as app.add_subcommand(...), checked below.
+  CLI::App* eval = addEvalCommand(app, args.eval);
 
   try {
     app.parse(argc, argv);
@@ -56,6 +103,11 @@ Arguments parseArguments(int argc, char** argv) {
     throw CutoutError(kExitUsage, std::string(e.what()) + " (see cutout --help)");
   }
 
+  if (eval->parsed()) {
+    args.command = Command::Eval;
+    checkEval(args.eval, args.cut, box);
+    return args;
+  }
   args.command = Command::Cut;
   if (args.cut.photo.empty()) throw CutoutError(kExitUsage, "no photo given (see cutout --help)");
   if (box.empty() && args.cut.edits.empty())

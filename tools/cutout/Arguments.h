@@ -10,6 +10,7 @@
 enum class Command {
   Help,  // --help was asked for and has been printed
   Cut,   // cutout PHOTO (--box X1,Y1,X2,Y2 | --edits SESSION.json) [-o DIR] [--every-step]
+  Eval,  // cutout eval [DIR] [-o OUT] [--masks MASKS]
 };
 
 struct CutArguments {
@@ -20,10 +21,17 @@ struct CutArguments {
   bool everyStep = false;                 // one set of outputs per step as well
 };
 
+struct EvalArguments {
+  std::string dir;                 // benchmark folder: images/, truth/, boxes.tsv, lasso/
+  std::string outDir = "out/eval";  // eval.csv and eval.svg; created when missing
+  std::string masks;               // optional folder of saved masks NAME.png, scored beside
+};
+
 struct Arguments {
   Command command = Command::Help;
   bool verbose = false;  // let the library's informational log lines through
   CutArguments cut;
+  EvalArguments eval;
 };
 
 // Parses argv. Prints --help itself (Command::Help); throws CutoutError with

@@ -15,6 +15,7 @@ enum ExitCode : int {
   kExitUnknownStep = 6,  // a step of a kind cutout does not know
   kExitOutput = 7,       // output folder cannot be created or written
   kExitClamped = 8,      // finished and wrote everything, but points were clamped
+  kExitBenchmark = 9,    // eval: benchmark folder missing, unreadable or malformed
 };
 
 // One line per exit code, for --help.
@@ -28,7 +29,8 @@ inline const char* exitCodeTable() {
          "  5  session file missing, unreadable or malformed\n"
          "  6  session step of an unknown kind\n"
          "  7  output folder cannot be created or written\n"
-         "  8  done, but points outside the photo were clamped to its edge\n";
+         "  8  done, but points outside the photo were clamped to its edge\n"
+         "  9  eval: benchmark folder missing, unreadable or malformed\n";
 }
 
 // Thrown anywhere in the tool, caught once in main: the message is the whole

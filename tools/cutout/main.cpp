@@ -1,5 +1,6 @@
 // cutout: cuts an object out of a photo with the library, from a box or by
-// replaying an editing session as the phone app would make it.
+// replaying an editing session as the phone app would make it; `cutout eval`
+// measures it beside cv::grabCut on a benchmark folder.
 #include <android/log.h>
 
 #include <chrono>
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include "Arguments.h"
+#include "Eval.h"
 #include "Failure.h"
 #include "Outputs.h"
 #include "Photo.h"
@@ -68,6 +70,8 @@ int run(int argc, char** argv) {
       return kExitOk;
     case Command::Cut:
       return runCut(args.cut);
+    case Command::Eval:
+      return runEval(args.eval);
   }
   return kExitInternal;
 }
