@@ -52,6 +52,7 @@ static void cut(KORUSEHybrid& engine) {
 }
 
 IplImage* KORUSEHybrid::segment() {
+  clearMemory();  // an edit that OpenCV interrupted by throwing left its buffers
   g_cancelTimer = create_timer();
   start_cpu_timer(g_cancelTimer);
   std::vector<pixelVal> object, background;

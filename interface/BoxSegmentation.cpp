@@ -31,12 +31,21 @@ int doSegmentationBB(int width, int height, unsigned int* pixels, int x1, int y1
       logBadCall("doSegmentationBB", "no pixels or an empty image");
       return 0;
     }
+    if (!photoSizeHoldable(width, height, "doSegmentationBB")) return 0;
     const size_t n = static_cast<size_t>(width) * height;
     std::vector<unsigned int> preview(pixels, pixels + n);
-    std::vector<int> points = traceBoxBorder(x1, y1, x2, y2);
     std::vector<int> markers(n, MARK_NONE);
-    if (x1 < 0 || y1 < 0 || x2 >= width || y2 >= height)
+    std::vector<int> points;
+    if (x1 < 0 || y1 < 0 || x2 >= width || y2 >= height) {
       logBadCall("doSegmentationBB", "box reaches outside the image: marks clipped");
+      // Traced points off the photo land on its border anyway; tracing the
+      // clamped box keeps the list to the photo's size, not the box's.
+      const auto inX = [&](int x) { return std::min(std::max(x, 0), width - 1); };
+      const auto inY = [&](int y) { return std::min(std::max(y, 0), height - 1); };
+      points = traceBoxBorder(inX(x1), inY(y1), inX(x2), inY(y2));
+    } else {
+      points = traceBoxBorder(x1, y1, x2, y2);
+    }
     if (x2 >= x1 && y2 >= y1) {
       for (int y = std::max(y1, 0); y <= std::min(y2, height - 1); ++y)
         for (int x = std::max(x1, 0); x <= std::min(x2, width - 1); ++x)

@@ -16,6 +16,7 @@ int setSourceImage(int width, int height, unsigned int* pixels) {
       logBadCall("setSourceImage", "null pixel buffer");
       return 0;
     }
+    if (!photoSizeHoldable(width, height, "setSourceImage")) return 0;
     // A photo handed over without deinitSegmentation replaces the old one;
     // the old photo's engine would cut at the wrong size.
     releaseImage(&KORUSEMarker::m_originalImage);
@@ -24,6 +25,9 @@ int setSourceImage(int width, int height, unsigned int* pixels) {
       delete pHybrid;
       pHybrid = nullptr;
     }
+    // The old photo's outline and pending marks would be delivered at its size.
+    releaseStorage();
+    releaseImage(&markerImage);
     IplImage* image = cvCreateImage(cvSize(width, height), IPL_DEPTH_8U, 3);
     for (int y = 0; y < height; ++y) {
       uint8_t* bgr = reinterpret_cast<uint8_t*>(image->imageData + y * image->widthStep);

@@ -1,5 +1,7 @@
 #include "interface/SessionGlobals.h"
 
+#include <climits>
+
 #include "engine/KORUSEHybrid.h"
 #include "history/KORUSEManageUndoRedo.h"
 #include "interface/KORUSEMarker.h"
@@ -53,6 +55,17 @@ void writeSourcePixels(unsigned int* out) {
     for (int x = 0; x < src->width; ++x, bgr += 3)
       row[x] = 0xFF000000u | (uint32_t(bgr[2]) << 16) | (uint32_t(bgr[1]) << 8) | bgr[0];
   }
+}
+
+bool photoSizeHoldable(int width, int height, const char* function) {
+  // OpenCV's row arithmetic overflows past this width before it checks.
+  if (width > INT_MAX / 24) {
+    logBadCall(function, "photo too wide");
+    return false;
+  }
+  IplImage probe;  // OpenCV throws here for a size it cannot hold
+  cvInitImageHeader(&probe, cvSize(width, height), IPL_DEPTH_8U, 3);
+  return true;
 }
 
 void createEngine() {

@@ -28,5 +28,10 @@ bool endOfCallTeardown();
 bool haveSource(const char* function);
 // Writes the photo into a host buffer as opaque pixels.
 void writeSourcePixels(unsigned int* out);
+// Whether OpenCV can hold a photo of this size; false (logged) for widths
+// past its arithmetic, OpenCV's own error thrown for sizes it refuses. Its
+// refusal inside cvCreateImage would lose the image header, so a header of
+// ours is tried first, before anything of the session changes.
+bool photoSizeHoldable(int width, int height, const char* function);
 // Creates a new engine for the current photo into pHybrid.
 void createEngine();
