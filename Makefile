@@ -11,10 +11,9 @@ PACKAGES := cmake g++ make libopencv-core-dev libopencv-imgproc-dev android-libl
 
 SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 
-.PHONY: deps build demo test test-asan clean
-
-deps:
-	@missing=$$(for p in $(PACKAGES); do \
+# $(call seg_install,PACKAGES): installs the ones that are missing.
+define seg_install
+	@missing=$$(for p in $(1); do \
 	    dpkg-query -W -f='$${Status}\n' $$p 2>/dev/null | grep -q 'install ok installed' || echo $$p; \
 	  done); \
 	if [ -n "$$missing" ]; then \
@@ -22,6 +21,12 @@ deps:
 	  $(SUDO) apt-get update -qq && \
 	  DEBIAN_FRONTEND=noninteractive $(SUDO) apt-get install -y -qq --no-install-recommends $$missing; \
 	fi
+endef
+
+.PHONY: deps build demo test test-asan clean
+
+deps:
+	$(call seg_install,$(PACKAGES))
 
 build: deps
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo
@@ -66,17 +71,6 @@ NO_EXTRAS     := -DSEG_BUILD_BENCHMARKS=OFF -DSEG_BUILD_TOOLS=OFF
 
 .PHONY: fuzz test-tsan soak bigphoto test-arm64 test-unsigned-char
 
-# $(call seg_install,PACKAGES): installs the ones that are missing.
-define seg_install
-	@missing=$$(for p in $(1); do \
-	    dpkg-query -W -f='$${Status}\n' $$p 2>/dev/null | grep -q 'install ok installed' || echo $$p; \
-	  done); \
-	if [ -n "$$missing" ]; then \
-	  echo "Installing:" $$missing; \
-	  $(SUDO) apt-get update -qq && \
-	  DEBIAN_FRONTEND=noninteractive $(SUDO) apt-get install -y -qq --no-install-recommends $$missing; \
-	fi
-endef
 
 # New inputs go to $(BUILD_FUZZ)/corpus, crashes to $(BUILD_FUZZ)/artifacts;
 # the kept corpus and the regression inputs are read, never written.

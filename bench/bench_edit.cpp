@@ -31,6 +31,12 @@ struct Session {
     initSegmentationEngine(0);
   }
   ~Session() { deinitSegmentation(); }
+  // The box edit's labels in the engine, without a cut.
+  void labels() {
+    setCurrentMarkerVector(8, loop.data());
+    setMarkerImage(scene.width, scene.height, marks.data(), LOOP_ADD);
+    pHybrid->setLabelImage(markerImage);
+  }
   void boxEdit() {
     setCurrentMarkerVector(8, loop.data());
     setMarkerImage(scene.width, scene.height, marks.data(), LOOP_ADD);
@@ -84,9 +90,7 @@ static void BM_StageRegion(benchmark::State& state) {
   Session s(320, 240);
   for (auto _ : state) {
     state.PauseTiming();
-    setCurrentMarkerVector(8, s.loop.data());
-    setMarkerImage(320, 240, s.marks.data(), LOOP_ADD);
-    pHybrid->setLabelImage(markerImage);
+    s.labels();
     state.ResumeTiming();
     pHybrid->computeBoundingBox();
     pHybrid->preProcess();
@@ -119,9 +123,7 @@ static void BM_StageCuts(benchmark::State& state) {
   Session s(320, 240);
   for (auto _ : state) {
     state.PauseTiming();
-    setCurrentMarkerVector(8, s.loop.data());
-    setMarkerImage(320, 240, s.marks.data(), LOOP_ADD);
-    pHybrid->setLabelImage(markerImage);
+    s.labels();
     KORUSEManageUndoRedo::reset();
     state.ResumeTiming();
     IplImage* mask = pHybrid->segment();
