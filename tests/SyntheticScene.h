@@ -14,7 +14,8 @@ struct Scene {
 };
 
 // Object: warm orange with speckle; background: cool blue-grey stripes with
-// speckle. `inside(x, y)` decides the object. Seeded: the same call gives the
+// speckle. Each channel gets its own speckle: a shared one puts every colour
+// of a class on a line, and the models' covariances turn near-singular. `inside(x, y)` decides the object. Seeded: the same call gives the
 // same photo.
 template <typename Inside>
 Scene makeScene(int w, int h, Inside inside, bool grey = false, unsigned seed = 7) {
@@ -29,14 +30,14 @@ Scene makeScene(int w, int h, Inside inside, bool grey = false, unsigned seed = 
   for (int y = 0; y < h; ++y)
     for (int x = 0; x < w; ++x) {
       const bool object = inside(x, y);
-      const int n = speckle(rng);
+      const int n = speckle(rng), n2 = speckle(rng), n3 = speckle(rng);
       int r, g, b;
       if (object) {
-        r = 215 + n; g = 120 + n / 2; b = 40 + n / 3;
+        r = 215 + n; g = 120 + n2 / 2; b = 40 + n3 / 3;
         if (grey) r = g = b = 200 + n;
       } else {
         const int stripe = ((x + y) / 6) % 2 ? 14 : -14;
-        r = 60 + stripe + n; g = 90 + stripe + n; b = 140 + stripe + n;
+        r = 60 + stripe + n; g = 90 + stripe + n2; b = 140 + stripe + n3;
         if (grey) r = g = b = 70 + stripe + n;
       }
       const size_t i = static_cast<size_t>(y) * w + x;
