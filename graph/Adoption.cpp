@@ -43,9 +43,10 @@ void KORUSEGraph::releaseOrphan(nodes* orphan, const int arcs[8]) {
   }
 }
 
-// A valid parent j: present arc, residual j -> i, j in the source tree and
-// not itself an orphan.
-void KORUSEGraph::ProcessSourceOrphans(nodes* orphan) {
+// A valid parent j: present arc, residual capacity towards the terminal
+// (j -> i in the source tree, i -> j in the sink tree), j in the orphan's
+// tree and not itself an orphan.
+void KORUSEGraph::adoptOrFree(nodes* orphan, int32_t tree) {
   int arcs[8];
   neighbourArcs(nodeIndex(orphan), arcs);
   int best = NO_CANDIDATE;
@@ -53,9 +54,10 @@ void KORUSEGraph::ProcessSourceOrphans(nodes* orphan) {
   for (int k = 0; k < 8; ++k) {
     const int a = arcs[k];
     if (a == NO_CANDIDATE || arcArray[a] == ABSENT_CAPACITY) continue;
-    if (arcArray[sisterArc(a)] == 0.0f) continue;
+    const float residual = tree == SOURCE_TREE ? arcArray[sisterArc(a)] : arcArray[a];
+    if (residual == 0.0f) continue;
     const nodes& j = nodeArray[arcHead(a)];
-    if (j.parentArc == NO_PARENT || j.treeLabel != SOURCE_TREE) continue;
+    if (j.parentArc == NO_PARENT || j.treeLabel != tree) continue;
     const int d = walkedDistance(a);
     if (d < bestDistance) {
       best = a;
@@ -68,27 +70,6 @@ void KORUSEGraph::ProcessSourceOrphans(nodes* orphan) {
     releaseOrphan(orphan, arcs);
 }
 
-// Mirror image: residual i -> j, j in the sink tree.
-void KORUSEGraph::ProcessSinkOrphans(nodes* orphan) {
-  int arcs[8];
-  neighbourArcs(nodeIndex(orphan), arcs);
-  int best = NO_CANDIDATE;
-  int bestDistance = UNREACHABLE_DISTANCE;
-  for (int k = 0; k < 8; ++k) {
-    const int a = arcs[k];
-    if (a == NO_CANDIDATE) continue;
-    const float cap = arcArray[a];
-    if (cap == ABSENT_CAPACITY || cap == 0.0f) continue;
-    const nodes& j = nodeArray[arcHead(a)];
-    if (j.parentArc == NO_PARENT || j.treeLabel != SINK_TREE) continue;
-    const int d = walkedDistance(a);
-    if (d < bestDistance) {
-      best = a;
-      bestDistance = d;
-    }
-  }
-  if (best != NO_CANDIDATE)
-    orphan->parentArc = best;
-  else
-    releaseOrphan(orphan, arcs);
-}
+void KORUSEGraph::ProcessSourceOrphans(nodes* orphan) { adoptOrFree(orphan, SOURCE_TREE); }
+
+void KORUSEGraph::ProcessSinkOrphans(nodes* orphan) { adoptOrFree(orphan, SINK_TREE); }

@@ -217,5 +217,6 @@ class KORUSEGraph {
   int growSinkTree(const int arcs[8]);
   void adoptOrphans();
   int walkedDistance(int arc) const;
+  void adoptOrFree(nodes* orphan, int32_t tree);
   void releaseOrphan(nodes* orphan, const int arcs[8]);
 };
