@@ -76,6 +76,37 @@ CLI::App* addEvalCommand(CLI::App& app, EvalArguments& eval) {
   return sub;
 }
 
+// The bundled sample photos, when the repository is there.
+std::string defaultSamplesDir() {
+#ifdef SEG_SAMPLES_DIR
+  std::error_code error;
+  if (std::filesystem::is_directory(SEG_SAMPLES_DIR, error)) return SEG_SAMPLES_DIR;
+#endif
+  return "";
+}
+
+CLI::App* addFingerprintCommand(CLI::App& app, FingerprintArguments& f) {
+  CLI::App* sub = app.add_subcommand(
+      "fingerprint", "Prints a hash of every result of a fixed set of sessions, to diff before and after a change");
+  f.benchmarkDir = defaultEvalDir();
+  f.samplesDir = defaultSamplesDir();
+  sub->add_option("--benchmark", f.benchmarkDir, "Benchmark folder: the box, the robot user's strokes, the lasso")
+      ->type_name("DIR");
+  sub->add_option("--samples", f.samplesDir, "Photos beside a boxes.tsv: a mixed session at each size")
+      ->type_name("DIR");
+  sub->add_option("--sizes", f.megapixels, "Megapixels the sample photos are resized to")
+      ->delimiter(',')
+      ->capture_default_str()
+      ->type_name("MP,...");
+  sub->add_flag("!--no-scenes", f.scenes, "Leave out the generated scenes");
+  sub->footer(
+      "\nOne line per step: the session, the step, the object's share, then hashes of the host mask,\n"
+      "the preview, the outline and the library's log lines (timings left out). Progress on stderr.\n"
+      "Pass --benchmark \"\" or --samples \"\" to leave those out.\n");
+  sub->fallthrough();
+  return sub;
+}
+
 void checkEval(EvalArguments& eval, const CutArguments& cut, const std::vector<int>& box) {
   if (!cut.photo.empty() || !box.empty() || !cut.edits.empty() || cut.everyStep)
     throw CutoutError(kExitUsage, "eval takes a folder, not a photo, --box or --edits (see cutout eval --help)");
@@ -93,6 +124,7 @@ Arguments parseArguments(int argc, char** argv) {
   app.add_flag("-v,--verbose", args.verbose, "Show the library's informational log lines");
   addCutOptions(app, args.cut, box);
   CLI::App* eval = addEvalCommand(app, args.eval);
+  CLI::App* fingerprint = addFingerprintCommand(app, args.fingerprint);
 
   try {
     app.parse(argc, argv);
@@ -103,6 +135,12 @@ Arguments parseArguments(int argc, char** argv) {
     throw CutoutError(kExitUsage, std::string(e.what()) + " (see cutout --help)");
   }
 
+  if (fingerprint->parsed()) {
+    if (!args.cut.photo.empty() || !box.empty() || !args.cut.edits.empty())
+      throw CutoutError(kExitUsage, "fingerprint takes no photo, --box or --edits (see cutout fingerprint --help)");
+    args.command = Command::Fingerprint;
+    return args;
+  }
   if (eval->parsed()) {
     args.command = Command::Eval;
     checkEval(args.eval, args.cut, box);

@@ -6,11 +6,13 @@
 #include <array>
 #include <optional>
 #include <string>
+#include <vector>
 
 enum class Command {
   Help,  // --help was asked for and has been printed
   Cut,   // cutout PHOTO (--box X1,Y1,X2,Y2 | --edits SESSION.json) [-o DIR] [--every-step]
   Eval,  // cutout eval [DIR] [-o OUT] [--masks MASKS]
+  Fingerprint,  // cutout fingerprint [--benchmark DIR] [--samples DIR] [--sizes MP,...] [--no-scenes]
 };
 
 struct CutArguments {
@@ -27,11 +29,19 @@ struct EvalArguments {
   std::string masks;               // optional folder of saved masks NAME.png, scored beside
 };
 
+struct FingerprintArguments {
+  std::string benchmarkDir;                            // empty: no benchmark photos
+  std::string samplesDir;                              // photos beside a boxes.tsv; empty: none
+  std::vector<double> megapixels = {0.24, 2.5, 12.0};  // sizes the sample photos are resized to
+  bool scenes = true;                                  // the generated scenes as well
+};
+
 struct Arguments {
   Command command = Command::Help;
   bool verbose = false;  // let the library's informational log lines through
   CutArguments cut;
   EvalArguments eval;
+  FingerprintArguments fingerprint;
 };
 
 // Parses argv. Prints --help itself (Command::Help); throws CutoutError with

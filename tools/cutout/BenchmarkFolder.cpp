@@ -35,28 +35,41 @@ BenchmarkPhoto parseBoxLine(const std::string& line, const std::string& where) {
 
 }  // namespace
 
-std::vector<BenchmarkPhoto> readBenchmarkFolder(const std::string& dir) {
-  const fs::path root(dir);
-  std::error_code error;
-  if (!fs::is_directory(root, error)) fail("benchmark folder " + dir + " does not exist");
-  const fs::path boxesPath = root / "boxes.tsv";
-  std::ifstream boxes(boxesPath);
-  if (!boxes) fail("cannot read " + boxesPath.string());
-
+std::vector<BenchmarkPhoto> readBoxList(const std::string& path) {
+  std::ifstream boxes(path);
+  if (!boxes) fail("cannot read " + path);
   std::vector<BenchmarkPhoto> photos;
   std::string line;
   for (int number = 1; std::getline(boxes, line); ++number) {
     if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
     if (number == 1 && line.rfind("name", 0) == 0) continue;  // the header
-    BenchmarkPhoto photo = parseBoxLine(line, boxesPath.string() + ": line " + std::to_string(number));
+    photos.push_back(parseBoxLine(line, path + ": line " + std::to_string(number)));
+  }
+  if (photos.empty()) fail(path + " lists no photo");
+  return photos;
+}
+
+std::vector<BenchmarkPhoto> readBenchmarkFolder(const std::string& dir) {
+  const fs::path root(dir);
+  std::error_code error;
+  if (!fs::is_directory(root, error)) fail("benchmark folder " + dir + " does not exist");
+  std::vector<BenchmarkPhoto> photos = readBoxList((root / "boxes.tsv").string());
+  for (BenchmarkPhoto& photo : photos) {
     photo.image = findByStem(root / "images", photo.name);
     photo.truth = findByStem(root / "truth", photo.name);
     photo.lasso = findByStem(root / "lasso", photo.name);
     if (photo.image.empty()) fail("no photo images/" + photo.name + ".* in " + dir);
     if (photo.truth.empty()) fail("no truth truth/" + photo.name + ".* in " + dir);
-    photos.push_back(std::move(photo));
   }
-  if (photos.empty()) fail(boxesPath.string() + " lists no photo");
+  return photos;
+}
+
+std::vector<BenchmarkPhoto> readSampleFolder(const std::string& dir) {
+  std::vector<BenchmarkPhoto> photos = readBoxList((fs::path(dir) / "boxes.tsv").string());
+  for (BenchmarkPhoto& photo : photos) {
+    photo.image = findByStem(dir, photo.name);
+    if (photo.image.empty()) fail("no photo " + photo.name + ".* in " + dir);
+  }
   return photos;
 }
 

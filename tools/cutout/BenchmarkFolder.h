@@ -28,6 +28,14 @@ struct BenchmarkPhoto {
 // of boxes.tsv is malformed.
 std::vector<BenchmarkPhoto> readBenchmarkFolder(const std::string& dir);
 
+// NAME x1 y1 x2 y2 per line (a first line starting with "name" is a header),
+// names and boxes only. Throws CutoutError(kExitBenchmark) when the file is
+// missing, empty or has a malformed line.
+std::vector<BenchmarkPhoto> readBoxList(const std::string& path);
+
+// The sample photos: NAME.* beside a boxes.tsv, no truth and no lasso.
+std::vector<BenchmarkPhoto> readSampleFolder(const std::string& dir);
+
 // An 8-bit grey image of exactly `size` (truth, trimap or saved mask).
 // Throws CutoutError(kExitBenchmark) when it is unreadable or of another size.
 cv::Mat readGreyOfSize(const std::string& path, cv::Size size);

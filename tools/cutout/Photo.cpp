@@ -4,9 +4,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
 
 #include "Failure.h"
 
@@ -71,4 +73,18 @@ Photo readPhoto(const std::string& path) {
     throw CutoutError(kExitPhoto, "photo " + path + " is not an image that can be decoded");
   photo.pixels = hostPixels(photo.bgr);
   return photo;
+}
+
+Photo resizedPhoto(const Photo& photo, double megapixels, std::array<int, 4>& box) {
+  const double scale = std::sqrt(megapixels * 1e6 / static_cast<double>(photo.bgr.total()));
+  if (std::abs(scale - 1.0) < 1e-3) return photo;
+  Photo out;
+  out.path = photo.path;
+  cv::resize(photo.bgr, out.bgr, cv::Size(), scale, scale, cv::INTER_CUBIC);
+  out.pixels = hostPixels(out.bgr);
+  // Corners scale as the pixel edges they stand for: the far corner is the
+  // last pixel before the scaled far edge.
+  box = {int(box[0] * scale), int(box[1] * scale), int((box[2] + 1) * scale) - 1,
+         int((box[3] + 1) * scale) - 1};
+  return out;
 }

@@ -1,6 +1,7 @@
 // The photo, read once and held in the two forms the tool needs.
 #pragma once
 
+#include <array>
 #include <opencv2/core.hpp>
 #include <string>
 #include <vector>
@@ -17,3 +18,8 @@ struct Photo {
 // alpha is dropped). Throws CutoutError(kExitPhoto) when the file is missing,
 // unreadable or not an image.
 Photo readPhoto(const std::string& path);
+
+// The photo resampled (cubic) to about `megapixels`, as a phone of that
+// resolution would have shot it; `box` (x1, y1, x2, y2 inclusive) is scaled
+// alike. The photo itself when the size is already right.
+Photo resizedPhoto(const Photo& photo, double megapixels, std::array<int, 4>& box);

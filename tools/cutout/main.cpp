@@ -14,6 +14,7 @@
 #include "Arguments.h"
 #include "Eval.h"
 #include "Failure.h"
+#include "Fingerprint.h"
 #include "Outputs.h"
 #include "Photo.h"
 #include "Replay.h"
@@ -72,6 +73,8 @@ int run(int argc, char** argv) {
       return runCut(args.cut);
     case Command::Eval:
       return runEval(args.eval);
+    case Command::Fingerprint:
+      return runFingerprint(args.fingerprint);
   }
   return kExitInternal;
 }
