@@ -1,169 +1,207 @@
-// One whole edit through the exported functions, and the stages it is made
-// of, on generated photos from 0.3 to 12 megapixels.
+// The stage table of one box edit (doSegmentationBB) on the sample photo at
+// 0.24, 1.2, 12 and 48 megapixels, as a phone of that resolution shoots it.
+// Each row is one stage as the engine marks it (support/StageTrace.h):
+// process CPU time (the k-means worker threads count) and the process's peak
+// resident memory during the stage, host buffers (the photo's pixels and
+// the mask) included.
+//
+// Each size runs in a child process of its own: the photo is made there, the
+// peak is reset, then the edit runs three times and each stage's median is
+// reported. One size's freed memory cannot then count in another's peak.
 #include <android/log.h>
 #include <benchmark/benchmark.h>
-#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
-#include <opencv2/imgproc/imgproc_c.h>
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
 
 #include "SegmentationCore.h"
-#include "SyntheticScene.h"
-#include "engine/KORUSEHybrid.h"
-#include "history/KORUSEManageUndoRedo.h"
-#include "interface/KORUSEMarker.h"
-#include "interface/SessionGlobals.h"
+#include "support/StageTrace.h"
+#include "tools/cutout/BenchmarkFolder.h"
+#include "tools/cutout/Photo.h"
 
 namespace {
-struct Session {
-  Scene scene;
-  std::vector<int> marks, loop;
-  std::vector<unsigned int> preview;
-  std::vector<unsigned char> mask;
 
-  Session(int w, int h) : scene(discScene(w, h)), marks(size_t(w) * h, 0), preview(scene.pixels),
-                          mask(size_t(w) * h) {
-    const int x0 = w / 5, y0 = h / 10, x1 = 4 * w / 5, y1 = 9 * h / 10;
-    for (int y = y0; y <= y1; ++y)
-      for (int x = x0; x <= x1; ++x) marks[size_t(y) * w + x] = MARK_PROBABLE_OBJECT;
-    loop = {x0, y0, x1, y0, x1, y1, x0, y1};
-    deinitSegmentation();
-    setSourceImage(w, h, scene.pixels.data());
-    initSegmentationEngine(0);
-  }
-  ~Session() { deinitSegmentation(); }
-  // The box edit's labels in the engine, without a cut.
-  void labels() {
-    setCurrentMarkerVector(8, loop.data());
-    setMarkerImage(scene.width, scene.height, marks.data(), LOOP_ADD);
-    pHybrid->setLabelImage(markerImage);
-  }
-  void boxEdit() {
-    setCurrentMarkerVector(8, loop.data());
-    setMarkerImage(scene.width, scene.height, marks.data(), LOOP_ADD);
-    processSegment(0, 0, 0, preview.data(), mask.data());
-  }
+const int kRuns = 3;
+
+struct Row {
+  std::string stage;
+  double cpuMs = 0;
+  double peakMB = 0;
 };
+using Table = std::vector<Row>;
 
-// The library's informational log lines would break up the table.
-const int kQuiet = (__android_log_set_minimum_priority(ANDROID_LOG_WARN), 0);
-
-double peakResidentMB() {
-  rusage usage;
-  getrusage(RUSAGE_SELF, &usage);
-  return usage.ru_maxrss / 1024.0;
+double cpuMs() {
+  timespec t;
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+  return t.tv_sec * 1e3 + t.tv_nsec / 1e6;
 }
-}  // namespace
 
-// The whole edit as the phone app makes it; history reset between runs.
-static void BM_BoxEdit(benchmark::State& state) {
-  Session s(state.range(0), state.range(1));
-  for (auto _ : state) {
-    s.boxEdit();
-    state.PauseTiming();
-    resetSegmentationInterface();
-    state.ResumeTiming();
+// VmHWM: the resident peak since the last reset, in MB.
+double peakMB() {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);)
+    if (line.rfind("VmHWM:", 0) == 0) return std::atof(line.c_str() + 6) / 1024.0;
+  return 0.0;
+}
+
+void resetPeak() { std::ofstream("/proc/self/clear_refs") << "5"; }
+
+// The engine's marks as the table's rows: each cut has three (models, graph,
+// search); setting up the photo and the engine is one.
+std::string rowOf(const char* stage, int index) {
+  const std::string s = stage;
+  if (index > 0) return "cut " + std::to_string(index) + ": " + s;
+  if (s == "photo" || s == "engine") return "photo and engine";
+  if (s == "refinement: trimap" || s == "refinement: labels") return "refinement: trimap and labels";
+  if (s == "refinement: graph") return "refinement: construction";
+  if (s == "mask") return "mask from labels";
+  return s;
+}
+
+Table g_run;
+int g_current = -1;  // the row the running stage adds to
+double g_markCpu = 0;
+
+// Closes the running stage and opens the next one.
+void mark(const char* stage, int index) {
+  const double now = cpuMs(), peak = peakMB();
+  if (g_current >= 0) {
+    g_run[g_current].cpuMs += now - g_markCpu;
+    g_run[g_current].peakMB = std::max(g_run[g_current].peakMB, peak);
   }
-  state.counters["Mpixel"] = s.scene.width * double(s.scene.height) / 1e6;
-  state.counters["peakRSS_MB"] = peakResidentMB();
-}
-BENCHMARK(BM_BoxEdit)->Args({640, 480})->Args({1280, 960})->Args({4000, 3000})
-    ->Unit(benchmark::kMillisecond)->Iterations(3);
-
-// The label image from the marks, the previous result and the stroke's
-// path, reduced to the working size: the first step of every edit.
-static void BM_StageLabels(benchmark::State& state) {
-  Session s(state.range(0), state.range(1));
-  s.boxEdit();  // a previous result, as for every edit but the first
-  for (auto _ : state) {
-    state.PauseTiming();
-    setCurrentMarkerVector(8, s.loop.data());
-    setMarkerImage(s.scene.width, s.scene.height, s.marks.data(), LOOP_ADD);
-    state.ResumeTiming();
-    pHybrid->setLabelImage(markerImage);
+  resetPeak();
+  g_current = -1;
+  if (std::string(stage) != "done") {
+    const std::string row = rowOf(stage, index);
+    const auto it = std::find_if(g_run.begin(), g_run.end(), [&](const Row& r) { return r.stage == row; });
+    g_current = static_cast<int>(it - g_run.begin());
+    if (it == g_run.end()) g_run.push_back({row});
   }
-  freeLocalBuffers();
+  g_markCpu = cpuMs();
 }
-BENCHMARK(BM_StageLabels)->Args({1280, 960})->Args({4000, 3000})->Unit(benchmark::kMillisecond);
 
-// The region of interest and its tightening to where the image has structure.
-static void BM_StageRegion(benchmark::State& state) {
-  Session s(320, 240);
-  for (auto _ : state) {
-    state.PauseTiming();
-    s.labels();
-    state.ResumeTiming();
-    pHybrid->computeBoundingBox();
-    pHybrid->preProcess();
-  }
-  freeLocalBuffers();
+// One edit, its rows in the order first met, plus "whole edit".
+Table tracedEdit(cv::Size size, std::vector<unsigned int>& pixels, const std::array<int, 4>& box,
+                 std::vector<unsigned char>& mask) {
+  g_run.clear();
+  g_current = -1;
+  resetPeak();
+  const double start = cpuMs();
+  setStageTracer(mark);
+  doSegmentationBB(size.width, size.height, pixels.data(), box[0], box[1], box[2], box[3], mask.data());
+  setStageTracer(nullptr);
+  Table t = g_run;
+  double peak = 0;
+  for (const Row& r : t) peak = std::max(peak, r.peakMB);
+  t.push_back({"whole edit", cpuMs() - start, peak});
+  deinitSegmentation();
+  return t;
 }
-BENCHMARK(BM_StageRegion)->Unit(benchmark::kMillisecond);
 
-// Cleaning a full-size result of a box edit (islands, pin holes).
-static void BM_StagePostProcess(benchmark::State& state) {
-  Session s(state.range(0), state.range(1));
-  s.boxEdit();
-  IplImage* result = KORUSEManageUndoRedo::prevMask();
-  for (auto _ : state) {
-    state.PauseTiming();
-    IplImage* mask = cvCloneImage(result);
-    state.ResumeTiming();
-    pHybrid->postProcess(mask);
-    state.PauseTiming();
-    cvReleaseImage(&mask);
-    state.ResumeTiming();
-  }
-  cvReleaseImage(&result);
-}
-BENCHMARK(BM_StagePostProcess)->Args({1280, 960})->Args({4000, 3000})->Unit(benchmark::kMillisecond);
-
-// Region, five cuts, post-processing and history on the working image alone
-// (a 320 x 240 photo is not reduced, so nothing is refined).
-static void BM_StageCuts(benchmark::State& state) {
-  Session s(320, 240);
-  for (auto _ : state) {
-    state.PauseTiming();
-    s.labels();
-    KORUSEManageUndoRedo::reset();
-    state.ResumeTiming();
-    IplImage* mask = pHybrid->segment();
-    cvReleaseImage(&mask);
-  }
-}
-BENCHMARK(BM_StageCuts)->Unit(benchmark::kMillisecond);
-
-// The full-resolution band cut of a reduced result.
-static void BM_StageRefinement(benchmark::State& state) {
-  Session s(state.range(0), state.range(1));
-  s.boxEdit();
-  IplImage* low = cvCreateImage(cvGetSize(KORUSEMarker::m_labelImage), 8, 1);
-  for (int y = 0; y < low->height; ++y)
-    for (int x = 0; x < low->width; ++x) {
-      const uint8_t l = KORUSEMarker::m_labelImage->imageData[y * KORUSEMarker::m_labelImage->widthStep + x];
-      low->imageData[y * low->widthStep + x] = (l == 2 || l == 4) ? 1 : 0;
+// In the child: the photo at `megapixels`, three edits, the median per row.
+std::string measure(double megapixels) {
+  const std::vector<BenchmarkPhoto> samples = readSampleFolder(SEG_SAMPLES_DIR);
+  const BenchmarkPhoto& coffee = samples.front();
+  std::array<int, 4> box = coffee.box;
+  cv::Size size;
+  std::vector<unsigned int> pixels;
+  {
+    Photo photo = resizedPhoto(readPhoto(coffee.image), megapixels, box);
+    size = photo.bgr.size();
+    pixels.swap(photo.pixels);
+  }  // the host holds its pixels and the mask, nothing else
+  std::vector<unsigned char> mask(pixels.size());
+  std::vector<Table> runs;
+  for (int k = 0; k < kRuns; ++k) runs.push_back(tracedEdit(size, pixels, box, mask));
+  std::ostringstream out;
+  for (size_t i = 0; i < runs[0].size(); ++i) {
+    std::vector<double> cpu;
+    double peak = 0;
+    for (const Table& t : runs) {
+      const auto it = std::find_if(t.begin(), t.end(), [&](const Row& r) { return r.stage == runs[0][i].stage; });
+      if (it == t.end()) continue;
+      cpu.push_back(it->cpuMs);
+      peak = std::max(peak, it->peakMB);
     }
-  for (auto _ : state) {
-    IplImage* copy = cvCloneImage(low);
-    IplImage* full = pHybrid->intelligentUpscaling(copy);
-    cvReleaseImage(&full);
-    cvReleaseImage(&copy);
+    std::sort(cpu.begin(), cpu.end());
+    out << runs[0][i].stage << '\t' << cpu[cpu.size() / 2] << '\t' << peak << '\n';
   }
-  cvReleaseImage(&low);
-  state.counters["peakRSS_MB"] = peakResidentMB();
+  return out.str();
 }
-BENCHMARK(BM_StageRefinement)->Args({1280, 960})->Args({4000, 3000})->Unit(benchmark::kMillisecond);
 
-// Recording in the history, and drawing the outline, at full size.
-static void BM_StageHistoryAndOutline(benchmark::State& state) {
-  Session s(state.range(0), state.range(1));
-  s.boxEdit();
-  IplImage* mask = KORUSEManageUndoRedo::prevMask();
-  for (auto _ : state) {
-    KORUSEManageUndoRedo::updateBitPlane(mask);
-    resultMask = mask;
-    loadBlendedImageInfo(s.preview.data());
-    resultMask = nullptr;
+Table parse(const std::string& text) {
+  Table t;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) {
+    std::istringstream fields(line);
+    Row r;
+    std::getline(fields, r.stage, '\t');
+    fields >> r.cpuMs >> r.peakMB;
+    t.push_back(r);
   }
-  cvReleaseImage(&mask);
+  return t;
 }
-BENCHMARK(BM_StageHistoryAndOutline)->Args({4000, 3000})->Unit(benchmark::kMillisecond);
+
+// The table of one size, made once in a child process.
+const Table& tableAt(double megapixels) {
+  static std::map<double, Table> cache;
+  auto found = cache.find(megapixels);
+  if (found != cache.end()) return found->second;
+  int fds[2];
+  std::string text;
+  if (pipe(fds) == 0) {
+    const pid_t child = fork();
+    if (child == 0) {
+      close(fds[0]);
+      const std::string result = measure(megapixels);
+      const ssize_t written = write(fds[1], result.data(), result.size());
+      _exit(written == ssize_t(result.size()) ? 0 : 1);
+    }
+    close(fds[1]);
+    char buffer[4096];
+    for (ssize_t n; (n = read(fds[0], buffer, sizeof buffer)) > 0;) text.append(buffer, n);
+    close(fds[0]);
+    int status = 0;
+    if (child > 0) waitpid(child, &status, 0);
+  }
+  return cache[megapixels] = parse(text);
+}
+
+void stage(benchmark::State& state, double megapixels, int row) {
+  const Table& table = tableAt(megapixels);
+  if (row >= int(table.size())) return state.SkipWithError("no such stage at this size");
+  for (auto _ : state) state.SetIterationTime(table[row].cpuMs / 1e3);
+  state.SetLabel(table[row].stage);
+  state.counters["peak_MB"] = table[row].peakMB;
+}
+
+const int kRegistered = [] {
+  __android_log_set_minimum_priority(ANDROID_LOG_WARN);
+  // The rows an edit has: box marks, photo and engine, labels, region, five
+  // cuts of three rows, the mask, the refinement's three rows,
+  // post-processing, history, outline, the whole edit. A size without
+  // refinement reports fewer.
+  const int kRows = 27;
+  for (const auto& size : {std::make_pair(0.24, "0.24MP"), std::make_pair(1.2, "1.2MP"),
+                           std::make_pair(12.0, "12MP"), std::make_pair(48.0, "48MP")})
+    for (int row = 0; row < kRows; ++row) {
+      char name[64];
+      std::snprintf(name, sizeof name, "Edit/%s/%02d", size.second, row);
+      benchmark::RegisterBenchmark(name, stage, size.first, row)
+          ->UseManualTime()
+          ->Iterations(1)
+          ->Unit(benchmark::kMillisecond);
+    }
+  return 0;
+}();
+
+}  // namespace

@@ -19,39 +19,29 @@
 #include <vector>
 
 #include "SegmentationCore.h"
+#include "tools/cutout/BenchmarkFolder.h"
+#include "tools/cutout/Photo.h"
 
 namespace {
 
-const char* const kPhoto = SEG_SAMPLES_DIR "/coffee.png";
-const cv::Rect kBox(cv::Point(72, 14), cv::Point(483, 393));  // around the cup, at the photo's own size
 const int kPeerIterations = 5;
 
 struct SizedPhoto {
-  cv::Mat bgr;
-  std::vector<unsigned int> pixels;  // 0xFFRRGGBB
+  Photo photo;
   cv::Rect box;
 };
 
-// The sample photo at about `megapixels` (cubic resampling; the box scaled
-// alike). Cached: the 12-megapixel photo takes a while to make.
+// The sample photo at about `megapixels`, its box scaled alike. Cached: the
+// 12-megapixel photo takes a while to make.
 const SizedPhoto& photoAt(double megapixels) {
   static std::map<double, SizedPhoto> cache;
   auto found = cache.find(megapixels);
   if (found != cache.end()) return found->second;
   SizedPhoto& p = cache[megapixels];
-  const cv::Mat original = cv::imread(kPhoto, cv::IMREAD_COLOR);
-  if (original.empty()) return p;
-  const double scale = std::sqrt(megapixels * 1e6 / original.total());
-  if (std::abs(scale - 1.0) < 1e-3)
-    p.bgr = original;
-  else
-    cv::resize(original, p.bgr, cv::Size(), scale, scale, cv::INTER_CUBIC);
-  p.box = cv::Rect(cv::Point(int(kBox.x * scale), int(kBox.y * scale)),
-                   cv::Point(int(kBox.br().x * scale), int(kBox.br().y * scale)));
-  p.pixels.resize(p.bgr.total());
-  auto out = p.pixels.begin();
-  for (auto it = p.bgr.begin<cv::Vec3b>(); it != p.bgr.end<cv::Vec3b>(); ++it)
-    *out++ = 0xFF000000u | unsigned((*it)[2]) << 16 | unsigned((*it)[1]) << 8 | (*it)[0];
+  const BenchmarkPhoto coffee = readSampleFolder(SEG_SAMPLES_DIR).front();
+  std::array<int, 4> box = coffee.box;
+  p.photo = resizedPhoto(readPhoto(coffee.image), megapixels, box);
+  p.box = cv::Rect(cv::Point(box[0], box[1]), cv::Point(box[2] + 1, box[3] + 1));
   return p;
 }
 
@@ -64,33 +54,31 @@ std::map<double, double>& ourCpuPerEdit() {  // by megapixels, seconds
 
 void ours(benchmark::State& state, double megapixels) {
   const SizedPhoto& p = photoAt(megapixels);
-  if (p.bgr.empty()) return state.SkipWithError("cannot read the sample photo");
-  std::vector<unsigned char> mask(p.pixels.size());
+  std::vector<unsigned char> mask(p.photo.pixels.size());
   const double start = cpuSeconds();
   for (auto _ : state) {
-    doSegmentationBB(p.bgr.cols, p.bgr.rows, const_cast<unsigned int*>(p.pixels.data()), p.box.x, p.box.y,
+    doSegmentationBB(p.photo.width(), p.photo.height(), const_cast<unsigned int*>(p.photo.pixels.data()), p.box.x, p.box.y,
                      p.box.br().x - 1, p.box.br().y - 1, mask.data());
     benchmark::DoNotOptimize(mask.data());
   }
   ourCpuPerEdit()[megapixels] = (cpuSeconds() - start) / state.iterations();
   deinitSegmentation();
-  state.counters["Mpixel"] = p.bgr.total() / 1e6;
+  state.counters["Mpixel"] = p.photo.bgr.total() / 1e6;
 }
 
 void grabCut(benchmark::State& state, double megapixels) {
   const SizedPhoto& p = photoAt(megapixels);
-  if (p.bgr.empty()) return state.SkipWithError("cannot read the sample photo");
   const int threads = cv::getNumThreads();
   cv::setNumThreads(1);
   cv::Mat mask, bgdModel, fgdModel;
   const double start = cpuSeconds();
   for (auto _ : state) {
-    cv::grabCut(p.bgr, mask, p.box, bgdModel, fgdModel, kPeerIterations, cv::GC_INIT_WITH_RECT);
+    cv::grabCut(p.photo.bgr, mask, p.box, bgdModel, fgdModel, kPeerIterations, cv::GC_INIT_WITH_RECT);
     benchmark::DoNotOptimize(mask.data);
   }
   const double perCut = (cpuSeconds() - start) / state.iterations();
   cv::setNumThreads(threads);
-  state.counters["Mpixel"] = p.bgr.total() / 1e6;
+  state.counters["Mpixel"] = p.photo.bgr.total() / 1e6;
   const auto our = ourCpuPerEdit().find(megapixels);
   if (our != ourCpuPerEdit().end() && our->second > 0) state.counters["x_ours"] = perCut / our->second;
 }

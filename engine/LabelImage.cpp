@@ -13,6 +13,7 @@
 #include "interface/SessionGlobals.h"
 #include "support/KORULog.h"
 #include "support/ImageRows.h"
+#include "support/StageTrace.h"
 
 namespace {
 // A brush stroke's soft halo: 5 % of the image's geometric mean side.
@@ -201,7 +202,9 @@ IplImage* KORUSEHybrid::getObjMask() {
     cvReleaseImage(&mask);
     mask = fullSize;
   }
+  traceStage("post-processing");
   postProcess(mask);
+  traceStage("history");
   KORUSEManageUndoRedo::updateBitPlane(mask);
   return mask;
 }

@@ -18,6 +18,7 @@
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
 #include "support/ImageRows.h"
+#include "support/StageTrace.h"
 
 namespace {
 // Trimap values.
@@ -86,6 +87,7 @@ IplImage* KORUSEHybrid::cropImageTrimap(IplImage* src, int width, int height, in
 
 IplImage* KORUSEHybrid::intelligentUpscaling(IplImage* mask) {
   m_trimapGraph = nullptr;
+  traceStage("refinement: trimap");
   IplImage* lowTrimap = lowResolutionTrimap(mask);
   IplImage* labels = enlarged(KORUSEMarker::m_labelImage, 1760);
   IplImage* trimap = enlarged(lowTrimap, 1761);
@@ -127,12 +129,15 @@ IplImage* KORUSEHybrid::intelligentUpscaling(IplImage* mask) {
       cvReleaseImage(&texHor);
       cvReleaseImage(&texVer);
     }
+    traceStage("refinement: graph");
     status = constructGraphTrimapKORU(imageCrop, imageCrop, trimapCrop, texHorCrop, texVerCrop);
     if (status != 0) {
       __android_log_print(ANDROID_LOG_ERROR, "Error",
                           "Failed: intelligentUpscaling (status_flag = %d)", status);
     } else {
+      traceStage("refinement: search");
       m_trimapGraph->maxFlow();
+      traceStage("refinement: labels");
       for (int y = 0; y < m_trimapHeight; ++y) {
         const uint8_t* t = imageRow(trimapCrop, y);
         uint8_t* l = imageRow(labels, ymin + y) + xmin;

@@ -21,6 +21,7 @@
 #include "graph/KORUSEGraph.h"
 #include "interface/KORUSEMarker.h"
 #include "support/KORUTimer.h"
+#include "support/StageTrace.h"
 
 namespace {
 const int kPasses = 5;
@@ -45,8 +46,10 @@ static bool modelStep(KORUSEHybrid& engine, int mode, bool firstPass, bool switc
 
 // One cut: the region's graph with the current models and weight, its
 // minimum cut, and the new labels.
-static void cut(KORUSEHybrid& engine) {
+static void cut(KORUSEHybrid& engine, int pass) {
+  traceStage("graph", pass + 1);
   engine.constructGraphKORU_Whole_Image();
+  traceStage("search", pass + 1);
   engine.m_graph->maxFlow();
   engine.updateLabelImage();
 }
@@ -55,6 +58,7 @@ IplImage* KORUSEHybrid::segment() {
   clearMemory();  // an edit that OpenCV interrupted by throwing left its buffers
   g_cancelTimer = create_timer();
   start_cpu_timer(g_cancelTimer);
+  traceStage("region");
   std::vector<pixelVal> object, background;
 
   computeBoundingBox();
@@ -73,10 +77,11 @@ IplImage* KORUSEHybrid::segment() {
   bool switching = true;
   int mode = FRESH_MODELS;
   for (int k = 0; k < kPasses; ++k) {
+    traceStage("models", k + 1);
     if (switching) mode = parallelLamdaSwtich(k);
     switching = modelStep(*this, mode, k == 0, switching, object, background);
     if (k == 0) mode = UPDATE_MODELS;
-    cut(*this);
+    cut(*this, k);
     if (k < kSnapshots) m_iterLabel[k] = cvCloneImage(m_roiLabel);
     if (cancelSegmentation()) {
       __android_log_print(ANDROID_LOG_ERROR, "Error", "Segmentation canceled due to timeout");
@@ -84,6 +89,7 @@ IplImage* KORUSEHybrid::segment() {
       return nullptr;
     }
   }
+  traceStage("mask");
   if (KORUSEMarker::m_isHomogenous) chooseIter();
   graphSpaceDellocator();
   IplImage* mask = getObjMask();

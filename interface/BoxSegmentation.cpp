@@ -9,6 +9,7 @@
 #include "interface/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
 #include "support/KORULog.h"
+#include "support/StageTrace.h"
 
 // The box border clockwise, each corner once; an empty span adds nothing.
 static std::vector<int> traceBoxBorder(int x1, int y1, int x2, int y2) {
@@ -32,6 +33,7 @@ int doSegmentationBB(int width, int height, unsigned int* pixels, int x1, int y1
       return 0;
     }
     if (!photoSizeHoldable(width, height, "doSegmentationBB")) return 0;
+    traceStage("box marks");
     const size_t n = static_cast<size_t>(width) * height;
     std::vector<unsigned int> preview(pixels, pixels + n);
     std::vector<int> markers(n, MARK_NONE);
@@ -56,7 +58,9 @@ int doSegmentationBB(int width, int height, unsigned int* pixels, int x1, int y1
     KORUSEMarker::resetMarkers();
     KORUSEManageUndoRedo::reset();
 
+    traceStage("photo");
     setSourceImage(width, height, pixels);
+    traceStage("engine");
     createEngine();
     setCurrentMarkerVector(static_cast<int>(points.size()), points.data());
     setMarkerImage(width, height, markers.data(), LOOP_ADD);

@@ -8,6 +8,7 @@
 #include "interface/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
 #include "support/KORULog.h"
+#include "support/StageTrace.h"
 
 int setSourceImage(int width, int height, unsigned int* pixels) {
   return exportGuard("setSourceImage", 0, [&] {
@@ -108,8 +109,10 @@ int setMarkerImage(int width, int height, int* markers, int strokeType) {
 int processSegment(int, int, int, unsigned int* blended, unsigned char* mask) {
   return exportGuard("processSegment", 0, [&] {
     if (markerImage && pHybrid) {
+      traceStage("labels");
       pHybrid->setLabelImage(markerImage);
       resultMask = pHybrid->segment();
+      traceStage("outline");
       if (resultMask) loadMaskImageInfo(mask);
     } else if (markerImage) {
       logBadCall("processSegment", "no engine (call initSegmentationEngine first)");
@@ -121,6 +124,7 @@ int processSegment(int, int, int, unsigned int* blended, unsigned char* mask) {
       writeSourcePixels(blended);
     }
     releaseImage(&markerImage);
+    traceStage("done");
     return endOfCallTeardown() ? -1 : 0;
   });
 }
