@@ -47,7 +47,7 @@ inline CapturedGraph copyGraph(const KORUSEGraph& g, const std::string& name) {
   c.width = g.width;
   c.height = g.height;
   c.initialFlow = g.flowValue;
-  for (int i = 0; i < g.nodeCount; ++i) c.terminal.push_back(g.nodeArray[i].residualTerminalCapacity);
+  for (int i = 0; i < g.nodeCount; ++i) c.terminal.push_back(g.residualTerminalCapacity[i]);
   c.edges.assign(g.arcArray, g.arcArray + 8 * static_cast<size_t>(g.nodeCount));
   return c;
 }

@@ -183,7 +183,7 @@ int KORUSEHybrid::constructGraphTrimapKORU(IplImage* image, IplImage*, IplImage*
                                            IplImage* texHor, IplImage* texVer) {
   const int w = m_trimapWidth, h = m_trimapHeight, n = w * h;
   m_trimapGraph = new KORUSEGraph(n, 8 * n, w, h, 0);
-  if (!m_trimapGraph->nodeArray || !m_trimapGraph->arcArray) return 1;
+  if (!m_trimapGraph->parentArc || !m_trimapGraph->arcArray) return 1;
   float* table = static_cast<float*>(KORU_Malloc_Msg(1024, "constructGraphTrimapKORU", 2385));
   if (!table) return 2;
   m_trimapGraph->reset();

@@ -3,50 +3,63 @@
 // Every node's parentArc points from the node to its parent, in both trees.
 // In the sink tree the residual that matters is the arc's own (flow runs
 // node -> parent); in the source tree it is the sister's (parent -> node).
-#include "graph/KORUSEGraph.h"
+#include "graph/SearchTree.h"
 
-void KORUSEGraph::AugmentPath(int middleArc) {
+template <class Grid>
+int SearchTree<Grid>::augment(int middle) {
+  int length = 0;
   // Bottleneck; only a strictly smaller value replaces it.
-  float f = arcArray[middleArc];
-  nodes* v = &nodeArray[arcHead(middleArc)];
-  for (int p = v->parentArc; p != TERMINAL_ARC; p = v->parentArc) {
-    if (arcArray[p] < f) f = arcArray[p];
-    v = &nodeArray[arcHead(p)];
+  float f = cap[middle];
+  int v = grid.head(middle);
+  for (int p = parent[v]; p != TERMINAL_ARC; p = parent[v], ++length) {
+    if (cap[p] < f) f = cap[p];
+    v = grid.head(p);
   }
-  if (-v->residualTerminalCapacity < f) f = -v->residualTerminalCapacity;
-  nodes* u = &nodeArray[arcHead(sisterArc(middleArc))];
-  for (int p = u->parentArc; p != TERMINAL_ARC; p = u->parentArc) {
-    if (arcArray[sisterArc(p)] < f) f = arcArray[sisterArc(p)];
-    u = &nodeArray[arcHead(p)];
+  if (-terminal[v] < f) f = -terminal[v];
+  int u = grid.head(KORUSEGraph::sisterArc(middle));
+  for (int p = parent[u]; p != TERMINAL_ARC; p = parent[u], ++length) {
+    if (cap[KORUSEGraph::sisterArc(p)] < f) f = cap[KORUSEGraph::sisterArc(p)];
+    u = grid.head(p);
   }
-  if (u->residualTerminalCapacity < f) f = u->residualTerminalCapacity;
+  if (terminal[u] < f) f = terminal[u];
 
-  arcArray[middleArc] -= f;
-  arcArray[sisterArc(middleArc)] += f;
+  cap[middle] -= f;
+  cap[KORUSEGraph::sisterArc(middle)] += f;
 
   // Sink side, from the middle towards the sink.
-  v = &nodeArray[arcHead(middleArc)];
-  for (int p = v->parentArc; p != TERMINAL_ARC; p = v->parentArc) {
-    arcArray[p] -= f;
-    arcArray[sisterArc(p)] += f;
-    nodes* parent = &nodeArray[arcHead(p)];
-    if (arcArray[p] == 0.0f) AddToOrphanQueue(v);
-    v = parent;
+  v = grid.head(middle);
+  for (int p = parent[v]; p != TERMINAL_ARC; p = parent[v]) {
+    cap[p] -= f;
+    cap[KORUSEGraph::sisterArc(p)] += f;
+    const int next = grid.head(p);
+    if (cap[p] == 0.0f) addOrphan(v);
+    v = next;
   }
-  v->residualTerminalCapacity += f;
-  if (v->residualTerminalCapacity == 0.0f) AddToOrphanQueue(v);
+  terminal[v] += f;
+  if (terminal[v] == 0.0f) addOrphan(v);
 
   // Source side, from the middle towards the source.
-  u = &nodeArray[arcHead(sisterArc(middleArc))];
-  for (int p = u->parentArc; p != TERMINAL_ARC; p = u->parentArc) {
-    arcArray[sisterArc(p)] -= f;
-    arcArray[p] += f;
-    nodes* parent = &nodeArray[arcHead(p)];
-    if (arcArray[sisterArc(p)] == 0.0f) AddToOrphanQueue(u);
-    u = parent;
+  u = grid.head(KORUSEGraph::sisterArc(middle));
+  for (int p = parent[u]; p != TERMINAL_ARC; p = parent[u]) {
+    cap[KORUSEGraph::sisterArc(p)] -= f;
+    cap[p] += f;
+    const int next = grid.head(p);
+    if (cap[KORUSEGraph::sisterArc(p)] == 0.0f) addOrphan(u);
+    u = next;
   }
-  u->residualTerminalCapacity -= f;
-  if (u->residualTerminalCapacity == 0.0f) AddToOrphanQueue(u);
+  terminal[u] -= f;
+  if (terminal[u] == 0.0f) addOrphan(u);
 
-  flowValue += f;
+  g.flowValue += f;
+  return length + 2;
+}
+
+template int SearchTree<WholeGrid>::augment(int);
+template int SearchTree<BandGrid>::augment(int);
+
+void KORUSEGraph::AugmentPath(int middleArc) {
+  if (band)
+    SearchTree<BandGrid>(*this, {band->present, band->baseUp, band->baseDown}).augment(middleArc);
+  else
+    SearchTree<WholeGrid>(*this, {width, height, neighbourOffsetTable}).augment(middleArc);
 }

@@ -37,8 +37,8 @@ int ParallelGC::MergeBlocks(int a, int b) {
   if (!validPair(a, b, "MergeBlocks")) return a >= 0 && a < threadCount ? a : 0;
   const int lo = std::min(a, b), hi = std::max(a, b);
   KORUSEGraph* region = blockGraphs[lo];
-  region->activeFirst = region->activeLast = nullptr;
-  region->orphanFirst = region->orphanLast = nullptr;
+  region->activeFirst = region->activeLast = NOT_QUEUED;
+  region->orphanFirst = region->orphanLast = NOT_QUEUED;
   region->flowValue = 0.0f;
   blockEdges* record = pairMatrix[lo][hi];
   if (!record) return lo;
@@ -46,8 +46,8 @@ int ParallelGC::MergeBlocks(int a, int b) {
     arcArray[e->arc] = e->capacity;
     arcArray[e->sister] = e->sisterCapacity;
     // Both ends may now reach across: tail first, then head.
-    region->AddToActiveQueue(&nodeArray[region->arcHead(e->sister)]);
-    region->AddToActiveQueue(&nodeArray[region->arcHead(e->arc)]);
+    region->AddToActiveQueue(region->arcHead(e->sister));
+    region->AddToActiveQueue(region->arcHead(e->arc));
     record->edges = e->next;
     delete e;
   }

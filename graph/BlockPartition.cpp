@@ -1,7 +1,7 @@
 // Phases 1 and 2 of the block max-flow: mark the block borders, then remove
 // and record every edge that crosses one.
 //
-// The border marks live in the treeLabel words (phase 3 rewrites every one of
+// The border marks live in the treeLabel bytes (phase 3 rewrites every one of
 // them). A node's edge is removed for the pair (id, b) when the node at its
 // other end is marked b. Nodes inside a block keep whatever label they had, so
 // an inner edge next to the border can be taken along with the crossing ones
@@ -18,7 +18,7 @@ void ParallelGC::labelSpan(int x0, int y0, int x1, int y1, int id) {
   for (int y = y0; y <= y1 && y < height; ++y)
     for (int x = x0; x <= x1 && x < width; ++x) {
       const int64_t index = static_cast<int64_t>(y) * width + x;
-      if (index < nodeCount) nodeArray[index].treeLabel = id;
+      if (index < nodeCount) treeLabel[index] = static_cast<uint8_t>(id);
     }
 }
 
@@ -60,7 +60,7 @@ void ParallelGC::pairBorder(int id, int other, int x0, int y0, int x1, int y1) {
   for (int y = y0; y <= y1 && y < height; ++y)
     for (int x = x0; x <= x1 && x < width; ++x) {
       const int64_t index = static_cast<int64_t>(y) * width + x;
-      if (index < nodeCount) removed += RemoveAndStoreEdges(&nodeArray[index], record);
+      if (index < nodeCount) removed += RemoveAndStoreEdges(static_cast<int>(index), record);
     }
   if (removed > 0) {
     pairMatrix[id][other] = pairMatrix[other][id] = record;
@@ -78,13 +78,13 @@ void ParallelGC::storePair(blockEdges* record) {
   sem_post(&pairLock);
 }
 
-int ParallelGC::RemoveAndStoreEdges(nodes* node, blockEdges* record) {
-  if (!node || !record || !graph || node < nodeArray || node >= nodeArray + nodeCount) {
+int ParallelGC::RemoveAndStoreEdges(int node, blockEdges* record) {
+  if (!record || !graph || node < 0 || node >= nodeCount) {
     logBadCall("RemoveAndStoreEdges", "no such node or no record");
     return 0;
   }
   int arcs[8];
-  graph->neighbourArcs(static_cast<int>(node - nodeArray), arcs);
+  graph->neighbourArcs(node, arcs);
   int removed = 0;
   for (int k = 0; k < 8; ++k) {
     const int a = arcs[k];
@@ -92,7 +92,7 @@ int ParallelGC::RemoveAndStoreEdges(nodes* node, blockEdges* record) {
     // The mark is read before the capacity: an arc whose far end is not
     // marked b may belong to another block's border and be written by its
     // thread right now.
-    if (nodeArray[graph->arcHead(a)].treeLabel != record->blockB) continue;
+    if (treeLabel[graph->arcHead(a)] != record->blockB) continue;
     const int s = KORUSEGraph::sisterArc(a);
     if (arcArray[a] == ABSENT_CAPACITY) continue;
     removedEdge* element =

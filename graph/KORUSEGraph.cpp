@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "graph/GridTopology.h"
+#include "graph/SearchTree.h"
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
 
@@ -12,28 +14,55 @@ namespace {
 
 // Bytes of `count` records of `size`, or 0 when that does not fit size_t
 // (possible on a 32-bit phone for absurd node counts).
-size_t storageBytes(int count, size_t size) {
+size_t storageBytes(int64_t count, size_t size) {
   const uint64_t bytes = static_cast<uint64_t>(count) * size;
-  return bytes > SIZE_MAX ? 0 : static_cast<size_t>(bytes);
+  return bytes > SIZE_MAX / 2 ? 0 : static_cast<size_t>(bytes);
 }
 
-template <typename T>
-T* allocateRecords(int count, size_t recordSize, int line) {
-  const size_t bytes = storageBytes(count, recordSize);
-  if (bytes == 0) {
-    logBadCall("KORUSEGraph", "graph too large for this address space");
-    return nullptr;
-  }
-  return static_cast<T*>(KORU_Malloc_Msg(bytes, "KORUSEGraph", line));
-}
+// The per-node arrays share one allocation; each starts on an 8-byte boundary.
+size_t aligned(size_t bytes) { return (bytes + 7) & ~size_t(7); }
 
 bool usableCapacity(float cap) { return cap >= 0.0f && std::isfinite(cap); }
 
 }  // namespace
 
+void KORUSEGraph::allocateStorage(int nodeRecords, int edgeRecords) {
+  const size_t words = aligned(storageBytes(nodeRecords, sizeof(int32_t)));
+  const size_t bytes = aligned(storageBytes(nodeRecords, 1));
+  const size_t arcBytes = storageBytes(2 * static_cast<int64_t>(edgeRecords), sizeof(float));
+  if (words == 0 || arcBytes == 0) {
+    logBadCall("KORUSEGraph", "graph too large for this address space");
+    return;
+  }
+  // parentArc, residualTerminalCapacity, nextActive, nextOrphan, treeLabel.
+  auto* block = static_cast<unsigned char*>(KORU_Malloc_Msg(4 * words + bytes, "KORUSEGraph", 53));
+  arcArray = static_cast<float*>(KORU_Malloc_Msg(arcBytes, "KORUSEGraph", 54));
+  if (!block || !arcArray) {
+    if (block) KORU_Free_Msg(block, "KORUSEGraph", 53);
+    if (arcArray) KORU_Free_Msg(arcArray, "KORUSEGraph", 54);
+    arcArray = nullptr;
+    return;
+  }
+  parentArc = reinterpret_cast<int32_t*>(block);
+  residualTerminalCapacity = reinterpret_cast<float*>(block + words);
+  nextActive = reinterpret_cast<int32_t*>(block + 2 * words);
+  nextOrphan = reinterpret_cast<int32_t*>(block + 3 * words);
+  treeLabel = block + 4 * words;
+  nodeCapacity = nodeRecords;
+  arcCapacity = 2 * edgeRecords;
+}
+
 KORUSEGraph::KORUSEGraph(int nodeMax, int edgeMax, int width, int height, int threadCount)
     : nodeCount(0),
       arcFloatCount(0),
+      nodeCapacity(0),
+      arcCapacity(0),
+      parentArc(nullptr),
+      treeLabel(nullptr),
+      residualTerminalCapacity(nullptr),
+      nextActive(nullptr),
+      nextOrphan(nullptr),
+      arcArray(nullptr),
       flowValue(0.0f),
       threadCount(threadCount),
       blockWidth(0),
@@ -42,15 +71,10 @@ KORUSEGraph::KORUSEGraph(int nodeMax, int edgeMax, int width, int height, int th
       blockColumn(0),
       width(width),
       height(height),
+      band(nullptr),
       ownsStorage(true) {
-  const int nodeRecords = nodeMax > MIN_GRAPH_RECORDS ? nodeMax : MIN_GRAPH_RECORDS;
-  const int edgeRecords = edgeMax > MIN_GRAPH_RECORDS ? edgeMax : MIN_GRAPH_RECORDS;
-  nodeArray = allocateRecords<nodes>(nodeRecords, sizeof(nodes), 53);
-  arcArray = allocateRecords<float>(edgeRecords, 2 * sizeof(float), 54);
-  nextFreeNode = nodeArray;
-  nodeArrayEnd = nodeArray ? nodeArray + nodeRecords : nullptr;
-  nextFreeArc = arcArray;
-  arcArrayEnd = arcArray ? arcArray + 2 * static_cast<size_t>(edgeRecords) : nullptr;
+  allocateStorage(nodeMax > MIN_GRAPH_RECORDS ? nodeMax : MIN_GRAPH_RECORDS,
+                  edgeMax > MIN_GRAPH_RECORDS ? edgeMax : MIN_GRAPH_RECORDS);
   emptyQueues();
   buildOffsetTable();
 }
@@ -59,12 +83,14 @@ KORUSEGraph::KORUSEGraph(KORUSEGraph* whole, int blockRow, int blockColumn, int 
                          int blockHeight)
     : nodeCount(0),
       arcFloatCount(0),
-      nodeArray(nullptr),
-      nextFreeNode(nullptr),
-      nodeArrayEnd(nullptr),
+      nodeCapacity(0),
+      arcCapacity(0),
+      parentArc(nullptr),
+      treeLabel(nullptr),
+      residualTerminalCapacity(nullptr),
+      nextActive(nullptr),
+      nextOrphan(nullptr),
       arcArray(nullptr),
-      nextFreeArc(nullptr),
-      arcArrayEnd(nullptr),
       flowValue(0.0f),
       threadCount(0),  // a block view never runs maxFlow itself
       blockWidth(blockWidth),
@@ -73,21 +99,25 @@ KORUSEGraph::KORUSEGraph(KORUSEGraph* whole, int blockRow, int blockColumn, int 
       blockColumn(blockColumn),
       width(0),
       height(0),
+      band(nullptr),
       ownsStorage(false) {
   if (!whole) {
     logBadCall("KORUSEGraph", "block view of a null graph");
   } else {
     nodeCount = whole->nodeCount;
     arcFloatCount = whole->arcFloatCount;
-    nodeArray = whole->nodeArray;
-    nextFreeNode = whole->nextFreeNode;
-    nodeArrayEnd = whole->nodeArrayEnd;
+    nodeCapacity = whole->nodeCapacity;
+    arcCapacity = whole->arcCapacity;
+    parentArc = whole->parentArc;
+    treeLabel = whole->treeLabel;
+    residualTerminalCapacity = whole->residualTerminalCapacity;
+    nextActive = whole->nextActive;
+    nextOrphan = whole->nextOrphan;
     arcArray = whole->arcArray;
-    nextFreeArc = whole->nextFreeArc;
-    arcArrayEnd = whole->arcArrayEnd;
     flowValue = whole->flowValue;
     width = whole->width;
     height = whole->height;
+    band = whole->band;
   }
   emptyQueues();
   buildOffsetTable();
@@ -95,10 +125,10 @@ KORUSEGraph::KORUSEGraph(KORUSEGraph* whole, int blockRow, int blockColumn, int 
 
 KORUSEGraph::~KORUSEGraph() {
   if (!ownsStorage) return;
-  reset();
-  if (nodeArray) KORU_Free_Msg(nodeArray, "~KORUSEGraph", 128);
+  releaseBand();
+  if (parentArc) KORU_Free_Msg(parentArc, "~KORUSEGraph", 128);
   if (arcArray) KORU_Free_Msg(arcArray, "~KORUSEGraph", 129);
-  nodeArray = nullptr;
+  parentArc = nullptr;
   arcArray = nullptr;
 }
 
@@ -108,15 +138,23 @@ void KORUSEGraph::buildOffsetTable() {
 }
 
 void KORUSEGraph::emptyQueues() {
-  activeFirst = activeLast = nullptr;
-  orphanFirst = orphanLast = nullptr;
+  activeFirst = activeLast = NOT_QUEUED;
+  orphanFirst = orphanLast = NOT_QUEUED;
+}
+
+// A free node with no terminal capacity, in no queue.
+static void freeNodes(KORUSEGraph& g, int first, int count) {
+  for (int i = first; i < first + count; ++i) {
+    g.parentArc[i] = NO_PARENT;
+    g.treeLabel[i] = FREE_NODE;
+    g.residualTerminalCapacity[i] = 0.0f;
+    g.nextActive[i] = NOT_QUEUED;
+    g.nextOrphan[i] = NOT_QUEUED;
+  }
 }
 
 void KORUSEGraph::resetNew() {
-  if (nodeArray) {
-    for (nodes* node = nodeArray; node != nodeArray + nodeCount; ++node)
-      *node = nodes{NO_PARENT, FREE_NODE, 0.0f, nullptr, nullptr};
-  }
+  if (parentArc) freeNodes(*this, 0, nodeCount);
   if (arcArray && arcFloatCount > 0)
     std::memset(arcArray, 0, sizeof(float) * static_cast<size_t>(arcFloatCount));
   flowValue = 0.0f;
@@ -125,28 +163,38 @@ void KORUSEGraph::resetNew() {
 
 void KORUSEGraph::reset() {
   resetNew();
+  rewind();
+}
+
+void KORUSEGraph::rewind() {
   nodeCount = 0;
   arcFloatCount = 0;
-  nextFreeNode = nodeArray;
-  nextFreeArc = arcArray;
+  flowValue = 0.0f;
+  emptyQueues();
 }
 
 void KORUSEGraph::addNode(int n) {
   if (n < 1) return;
-  if (!nodeArray || n > nodeArrayEnd - nextFreeNode) {
+  const int limit = band ? band->nodes : nodeCapacity;
+  if (!parentArc || !arcArray || n > limit - nodeCount) {
     logBadCall("addNode", "more nodes than the graph was allocated for");
     return;
   }
-  for (nodes* node = nextFreeNode; node != nextFreeNode + n; ++node)
-    *node = nodes{NO_PARENT, FREE_NODE, 0.0f, nullptr, nullptr};
-  nextFreeNode += n;
+  freeNodes(*this, nodeCount, n);
   nodeCount += n;
 }
 
 void KORUSEGraph::addEdge(int /*i*/, int /*j*/, float cap, float revCap, bool absent) {
-  if (!arcArray || arcArrayEnd - nextFreeArc < 2) {
+  if (!arcArray || arcCapacity - arcFloatCount < 2) {
     logBadCall("addEdge", "more edges than the graph was allocated for");
     return;
+  }
+  if (band) {
+    // The node and slot this edge is appended for; a neighbour outside the
+    // band has no node to point to.
+    const int node = arcFloatCount / 8, slot = (arcFloatCount / 2) % 4;
+    const uint8_t slotBit[4] = {BAND_LEFT, BAND_UPPER_LEFT, BAND_UPPER, BAND_UPPER_RIGHT};
+    if (node >= band->nodes || !(band->present[node] & slotBit[slot])) absent = true;
   }
   if (absent) {
     cap = revCap = ABSENT_CAPACITY;
@@ -155,14 +203,13 @@ void KORUSEGraph::addEdge(int /*i*/, int /*j*/, float cap, float revCap, bool ab
     if (!usableCapacity(cap)) cap = 0.0f;
     if (!usableCapacity(revCap)) revCap = 0.0f;
   }
-  nextFreeArc[0] = cap;
-  nextFreeArc[1] = revCap;
-  nextFreeArc += 2;
-  arcFloatCount = static_cast<int32_t>(nextFreeArc - arcArray);
+  arcArray[arcFloatCount] = cap;
+  arcArray[arcFloatCount + 1] = revCap;
+  arcFloatCount += 2;
 }
 
 bool KORUSEGraph::validNode(int i, const char* function) const {
-  if (nodeArray && i >= 0 && i < nodeCount) return true;
+  if (parentArc && i >= 0 && i < nodeCount) return true;
   logBadCall(function, "node index out of range");
   return false;
 }
@@ -189,38 +236,50 @@ void KORUSEGraph::addToEdge(int i, int j, float cap, float revCap) {
 // flow += min(capSource', capSink'); r = capSource' - capSink'.
 void KORUSEGraph::addtWeights(int i, float capSource, float capSink) {
   if (!validNode(i, "addtWeights")) return;
-  nodes& node = nodeArray[i];
-  const float r = node.residualTerminalCapacity;
+  const float r = residualTerminalCapacity[i];
   if (r > 0.0f)
     capSource += r;
   else
     capSink -= r;
   flowValue += capSource < capSink ? capSource : capSink;
-  node.residualTerminalCapacity = capSource - capSink;
+  residualTerminalCapacity[i] = capSource - capSink;
 }
 
 bool KORUSEGraph::getTreeofNode(int i) const {
   if (!validNode(i, "getTreeofNode")) return false;
-  return nodeArray[i].treeLabel == SINK_TREE;
+  return treeLabel[i] == SINK_TREE;
 }
 
-bool KORUSEGraph::completeGrid() const {
-  if (!nodeArray || !arcArray || width < 1 || height < 1) return false;
-  const int64_t gridNodes = static_cast<int64_t>(width) * height;
-  return nodeCount == gridNodes && static_cast<int64_t>(arcFloatCount) >= 8 * gridNodes;
+int KORUSEGraph::arcHead(int arc) const {
+  if (band) return BandGrid{band->present, band->baseUp, band->baseDown}.head(arc);
+  return ((arc + 1) >> 3) + neighbourOffsetTable[(arc + 1) & 7];
+}
+
+void KORUSEGraph::neighbourArcs(int i, int arcs[8]) const {
+  if (band)
+    BandGrid{band->present, band->baseUp, band->baseDown}.arcs(i, arcs);
+  else
+    WholeGrid{width, height, neighbourOffsetTable}.arcs(i, arcs);
+}
+
+bool KORUSEGraph::completeGraph() const {
+  if (!parentArc || !arcArray || width < 1 || height < 1) return false;
+  const int64_t nodes = band ? band->nodes : static_cast<int64_t>(width) * height;
+  return nodeCount == nodes && static_cast<int64_t>(arcFloatCount) >= 8 * nodes;
 }
 
 void KORUSEGraph::InitBlock() {
   emptyQueues();
   flowValue = 0.0f;
-  if (!nodeArray || width < 1) return;
+  if (!parentArc || width < 1 || band) return;
+  SearchTree<WholeGrid> init(*this, {width, height, neighbourOffsetTable});
   const int firstRow = blockRow * blockHeight;
   const int firstColumn = blockColumn * blockWidth;
   for (int row = firstRow; row < firstRow + blockHeight; ++row) {
     for (int column = firstColumn; column < firstColumn + blockWidth; ++column) {
       const int64_t index = static_cast<int64_t>(row) * width + column;
       if (row < 0 || column < 0 || column >= width || index >= nodeCount) continue;
-      initTerminal(&nodeArray[index]);
+      init.initTerminal(static_cast<int>(index));
     }
   }
 }

@@ -1,22 +1,23 @@
-// Serial search-tree max-flow on the implicit 8-neighbour grid.
-//
-// A source tree and a sink tree grow from the nodes with terminal capacity;
-// when they touch, the path is augmented and the nodes cut off by saturation
-// (orphans) are re-attached or freed. Neighbours are always visited in the
-// fixed order of neighbourArcs, so the cut is reproducible bit for bit.
-// The search is bounded by the cancel flag and the cancel timer.
-#include "graph/KORUSEGraph.h"
+// The search loop and the growth of the two trees.
 #include "graph/ParallelGC.h"
+#include "graph/SearchTree.h"
 #include "interface/KORUSEMarker.h"
 #include "support/KORULog.h"
 #include "support/KORUTimer.h"
 
+namespace {
+// Work between two readings of the clock: active nodes, path nodes and walk
+// steps. A unit costs nanoseconds (a cache miss at most), so a time-out is
+// noticed well within a millisecond while the clock costs next to nothing.
+constexpr int kWorkPerClockReading = 4096;
+}  // namespace
+
 float KORUSEGraph::maxFlow() {
-  if (!completeGrid()) {
-    logBadCall("maxFlow", "graph is not a complete width x height grid");
+  if (!completeGraph()) {
+    logBadCall("maxFlow", "graph is not complete: every node with its four edges");
     return flowValue;
   }
-  if (threadCount >= 2) {
+  if (threadCount >= 2 && !band) {
     // The block search does not add up the flow: callers read the cut.
     ParallelGC parallel(this, threadCount);
     return parallel.maxFlow();
@@ -25,42 +26,37 @@ float KORUSEGraph::maxFlow() {
   return maxFlowSerialCall();
 }
 
-void KORUSEGraph::initTerminal(nodes* node) {
-  const float r = node->residualTerminalCapacity;
-  if (r > 0.0f || r < 0.0f) {
-    node->parentArc = TERMINAL_ARC;
-    node->treeLabel = r > 0.0f ? SOURCE_TREE : SINK_TREE;
-    AddToActiveQueue(node);
-  } else {
-    node->parentArc = NO_PARENT;
-    node->treeLabel = FREE_NODE;
+void KORUSEGraph::maxflowInit() {
+  emptyQueues();
+  if (!parentArc) return;
+  SearchTree<WholeGrid> init(*this, {width, height, neighbourOffsetTable});  // the grid is not read
+  for (int node = 0; node < nodeCount; ++node) {
+    nextActive[node] = NOT_QUEUED;
+    nextOrphan[node] = NOT_QUEUED;
+    init.initTerminal(node);
   }
 }
 
-void KORUSEGraph::maxflowInit() {
-  emptyQueues();
-  if (!nodeArray) return;
-  for (nodes* node = nodeArray; node != nextFreeNode; ++node) {
-    node->nextActive = nullptr;
-    node->nextOrphan = nullptr;
-    initTerminal(node);
-  }
+float KORUSEGraph::maxFlowSerialCall() {
+  if (band) return SearchTree<BandGrid>(*this, {band->present, band->baseUp, band->baseDown}).run();
+  return SearchTree<WholeGrid>(*this, {width, height, neighbourOffsetTable}).run();
 }
 
 // A source node: grow over its arcs i -> j with residual capacity. Returns the
 // arc that reaches the sink tree, or NO_CANDIDATE.
-int KORUSEGraph::growSourceTree(const int arcs[8]) {
+template <class Grid>
+int SearchTree<Grid>::growSource(const int arcs[8]) {
   for (int k = 0; k < 8; ++k) {
     const int a = arcs[k];
     if (a == NO_CANDIDATE) continue;
-    const float cap = arcArray[a];
-    if (cap == ABSENT_CAPACITY || cap == 0.0f) continue;
-    nodes* j = &nodeArray[arcHead(a)];
-    if (j->treeLabel == SINK_TREE) return a;
-    if (j->treeLabel == FREE_NODE) {
-      j->treeLabel = SOURCE_TREE;
-      AddToActiveQueue(j);
-      j->parentArc = sisterArc(a);
+    const float c = cap[a];
+    if (c == ABSENT_CAPACITY || c == 0.0f) continue;
+    const int j = grid.head(a);
+    if (tree[j] == SINK_TREE) return a;
+    if (tree[j] == FREE_NODE) {
+      tree[j] = SOURCE_TREE;
+      addActive(j);
+      parent[j] = KORUSEGraph::sisterArc(a);
     }
   }
   return NO_CANDIDATE;
@@ -68,67 +64,78 @@ int KORUSEGraph::growSourceTree(const int arcs[8]) {
 
 // A sink node: grow over the arcs j -> i into it with residual capacity.
 // Returns the arc j -> i from the source tree, or NO_CANDIDATE.
-int KORUSEGraph::growSinkTree(const int arcs[8]) {
+template <class Grid>
+int SearchTree<Grid>::growSink(const int arcs[8]) {
   for (int k = 0; k < 8; ++k) {
     const int a = arcs[k];
     if (a == NO_CANDIDATE) continue;
-    const float cap = arcArray[sisterArc(a)];
-    if (cap == ABSENT_CAPACITY || cap == 0.0f) continue;
-    nodes* j = &nodeArray[arcHead(a)];
-    if (j->treeLabel == SOURCE_TREE) return sisterArc(a);
-    if (j->treeLabel == FREE_NODE) {
-      j->treeLabel = SINK_TREE;
-      AddToActiveQueue(j);
-      j->parentArc = sisterArc(a);
+    const float c = cap[KORUSEGraph::sisterArc(a)];
+    if (c == ABSENT_CAPACITY || c == 0.0f) continue;
+    const int j = grid.head(a);
+    if (tree[j] == SOURCE_TREE) return KORUSEGraph::sisterArc(a);
+    if (tree[j] == FREE_NODE) {
+      tree[j] = SINK_TREE;
+      addActive(j);
+      parent[j] = KORUSEGraph::sisterArc(a);
     }
   }
   return NO_CANDIDATE;
 }
 
-void KORUSEGraph::adoptOrphans() {
-  while (!KORUSEMarker::m_exitApp && orphanFirst) {
-    nodes* orphan = orphanFirst;
-    GetTopOrphanQueueNode();
-    if (orphan->treeLabel == SINK_TREE)
-      ProcessSinkOrphans(orphan);
-    else if (orphan->treeLabel == SOURCE_TREE)
-      ProcessSourceOrphans(orphan);
+template <class Grid>
+int SearchTree<Grid>::adoptOrphans() {
+  int work = 0;
+  while (!KORUSEMarker::m_exitApp && g.orphanFirst != NOT_QUEUED) {
+    const int orphan = g.orphanFirst;
+    popOrphan();
+    if (tree[orphan] == SINK_TREE)
+      work += adopt(orphan, SINK_TREE);
+    else if (tree[orphan] == SOURCE_TREE)
+      work += adopt(orphan, SOURCE_TREE);
   }
+  return work;
 }
 
-float KORUSEGraph::maxFlowSerialCall() {
-  if (KORUSEMarker::m_exitApp) return flowValue;
-  nodes* current = nullptr;
+template <class Grid>
+float SearchTree<Grid>::run() {
+  if (KORUSEMarker::m_exitApp) return g.flowValue;
+  int current = NOT_QUEUED;
+  int work = kWorkPerClockReading;  // the first iteration reads the clock
   for (;;) {
-    if (!current) {
-      current = activeFirst;
-      if (!current) return flowValue;
-      GetTopActiveQueueNode();
+    if (current == NOT_QUEUED) {
+      current = g.activeFirst;
+      if (current == NOT_QUEUED) return g.flowValue;
+      popActive();
     }
-    current->nextActive = nullptr;
-    const int i = nodeIndex(current);
+    nextActive[current] = NOT_QUEUED;
     int arcs[8];
-    neighbourArcs(i, arcs);
+    grid.arcs(current, arcs);
     // A free node lost its tree since it was queued: nothing to grow.
     int middle = NO_CANDIDATE;
-    if (current->treeLabel == SOURCE_TREE)
-      middle = growSourceTree(arcs);
-    else if (current->treeLabel == SINK_TREE)
-      middle = growSinkTree(arcs);
+    if (tree[current] == SOURCE_TREE)
+      middle = growSource(arcs);
+    else if (tree[current] == SINK_TREE)
+      middle = growSink(arcs);
 
+    ++work;
     if (middle != NO_CANDIDATE) {
-      current->nextActive = current;  // stays current: keep it out of the queue
-      AugmentPath(middle);
-      adoptOrphans();
+      nextActive[current] = current;  // stays current: keep it out of the queue
+      work += augment(middle);
+      work += adoptOrphans();
     } else {
-      current = nullptr;
+      current = NOT_QUEUED;
     }
-    // Read once per iteration: the price of a bounded response time. The
-    // limit is on the whole segmentation, so passing it cancels that too.
-    const double elapsed = get_elapsed_time_in_millisec(g_cancelTimer);
-    if (KORUSEMarker::m_exitApp || elapsed > MAXFLOW_TIME_LIMIT_MS) {
-      KORUSEMarker::m_exitApp = true;
-      return flowValue;
+    // The limit is on the whole segmentation, so passing it cancels that too.
+    if (KORUSEMarker::m_exitApp) return g.flowValue;
+    if (work >= kWorkPerClockReading) {
+      work = 0;
+      if (get_elapsed_time_in_millisec(g_cancelTimer) > MAXFLOW_TIME_LIMIT_MS) {
+        KORUSEMarker::m_exitApp = true;
+        return g.flowValue;
+      }
     }
   }
 }
+
+template float SearchTree<WholeGrid>::run();
+template float SearchTree<BandGrid>::run();

@@ -50,7 +50,7 @@ bool ParallelGC::dataTermInputs(const cv::Mat* image, const cv::Mat* labels,
     problem = "image is not 8-bit, 3 channels and the graph's size";
   else if (labels->type() != CV_8UC1 || labels->rows < height || labels->cols < width)
     problem = "labels are not 8-bit, 1 channel and at least the graph's size";
-  else if (target->width != width || target->height != height || !target->nodeArray ||
+  else if (target->width != width || target->height != height || !target->parentArc ||
            target->nodeCount < width * height)
     problem = "graph does not have the block grid's size";
   if (!problem) return true;

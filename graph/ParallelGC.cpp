@@ -58,7 +58,7 @@ ParallelGC::ParallelGC(KORUSEGraph* wholeGraph, int requestedThreads)
       blockGraphs(nullptr),
       pairMatrix(nullptr),
       busy(nullptr),
-      nodeArray(nullptr),
+      treeLabel(nullptr),
       arcArray(nullptr),
       nodeCount(0),
       arcFloatCount(0),
@@ -78,7 +78,7 @@ ParallelGC::ParallelGC(KORUSEGraph* wholeGraph, int requestedThreads)
     logBadCall("ParallelGC", "null graph");
     return;
   }
-  nodeArray = graph->nodeArray;
+  treeLabel = graph->treeLabel;
   arcArray = graph->arcArray;
   nodeCount = graph->nodeCount;
   arcFloatCount = graph->arcFloatCount;
@@ -124,7 +124,7 @@ ParallelGC::~ParallelGC() {
 }
 
 bool ParallelGC::completeGraph() const {
-  if (!nodeArray || !arcArray || width < 1 || height < 1) return false;
+  if (!treeLabel || !arcArray || width < 1 || height < 1 || graph->isBand()) return false;
   const int64_t gridNodes = static_cast<int64_t>(width) * height;
   return nodeCount == gridNodes && static_cast<int64_t>(arcFloatCount) >= 8 * gridNodes;
 }
@@ -154,9 +154,8 @@ void ParallelGC::clearBlockLinks(const KORUSEGraph* view) {
   const int firstRow = view->blockRow * blockHeight, firstColumn = view->blockColumn * blockWidth;
   for (int y = firstRow; y < firstRow + blockHeight && y < height; ++y)
     for (int x = firstColumn; x < firstColumn + blockWidth && x < width; ++x) {
-      nodes& node = nodeArray[y * width + x];
-      node.nextActive = nullptr;
-      node.nextOrphan = nullptr;
+      graph->nextActive[y * width + x] = NOT_QUEUED;
+      graph->nextOrphan[y * width + x] = NOT_QUEUED;
     }
 }
 

@@ -143,7 +143,7 @@ class ParallelGC {
 
   // ---- advanced: the phases of maxFlow, one block or pair at a time --------------
 
-  // Phase 1: writes the block id into the treeLabel word of the block's
+  // Phase 1: writes the block id into the treeLabel byte of the block's
   // border nodes (top and bottom row, left column, right column where inside
   // the grid). The label is scratch here; phase 3 overwrites it.
   void AssignIDs(int blockRow, int blockColumn);
@@ -156,10 +156,10 @@ class ParallelGC {
   void PartitionGraph(int blockRow, int blockColumn);
 
   // Removes the present edges between `node` and the neighbours whose
-  // treeLabel word equals record->blockB, pushing one element per edge.
+  // treeLabel byte equals record->blockB, pushing one element per edge.
   // Returns how many it removed. An element that cannot be allocated leaves
   // its edge in place and marks the partition failed.
-  int RemoveAndStoreEdges(nodes* node, blockEdges* record);
+  int RemoveAndStoreEdges(int node, blockEdges* record);
 
   // Writes back the edges of the pair (a, b), activates their end nodes in
   // the lower block's view (queues emptied, flow cleared first) and frees
@@ -184,7 +184,7 @@ class ParallelGC {
   KORUSEGraph** blockGraphs;  // N block views, row-major by block id
   blockEdges*** pairMatrix;   // N x N; [a][b] = [b][a] = removed edges of (a, b) or null
   uint8_t* busy;              // per block: already merging in this pass
-  nodes* nodeArray;           // copied from the graph
+  uint8_t* treeLabel;         // copied from the graph
   float* arcArray;
   int32_t nodeCount;
   int32_t arcFloatCount;

@@ -68,8 +68,8 @@ TEST_F(EngineWeights, RegionGraphScalesWeightsAndTiesHardLabels) {
   e.constructGraphKORU_Whole_Image();
 
   const KORUSEGraph& g = *e.m_graph;
-  EXPECT_EQ(g.nodeArray[0].residualTerminalCapacity, -1000.0f);  // (0, 1000)
-  EXPECT_EQ(g.nodeArray[1].residualTerminalCapacity, 1000.0f);   // (1000, 0)
+  EXPECT_EQ(g.residualTerminalCapacity[0], -1000.0f);  // (0, 1000)
+  EXPECT_EQ(g.residualTerminalCapacity[1], 1000.0f);   // (1000, 0)
   // Node 0: every neighbour outside the region (image column 0 included).
   for (int a = 0; a < 8; ++a) EXPECT_EQ(g.arcArray[a], -2.0f);
   // Node 1 (0,1 in the region): left present at 50 * 0.5 both ways.

@@ -113,9 +113,9 @@ TEST(GraphBuild, TerminalWeightsEdgesAndReset) {
   // (5, 3) on a fresh node: 3 can pass through both links, 2 remain from
   // the source. Then (0, 4): sink side 4 against source 2 -> 2 more, 2 to the sink.
   g->addtWeights(4, 5, 3);
-  EXPECT_TRUE(g->nodeArray[4].residualTerminalCapacity == 2.0f && g->flowValue == 3.0f);
+  EXPECT_TRUE(g->residualTerminalCapacity[4] == 2.0f && g->flowValue == 3.0f);
   g->addtWeights(4, 0, 4);
-  EXPECT_TRUE(g->nodeArray[4].residualTerminalCapacity == -2.0f && g->flowValue == 5.0f);
+  EXPECT_TRUE(g->residualTerminalCapacity[4] == -2.0f && g->flowValue == 5.0f);
 
   // addToEdge changes nothing for 0 and 2, not neighbours; 2 and 3,
   // consecutive but on opposite borders; 4 <-> 1, an edge absent inside the
@@ -130,7 +130,7 @@ TEST(GraphBuild, TerminalWeightsEdgesAndReset) {
   // with the flow cleared.
   g->reset();
   build(*g, std::vector<float>(9, 7.f), std::vector<float>(9, 0.f), [](int, int) { return 0.5f; });
-  EXPECT_EQ(g->nextFreeNode, g->nodeArray + 9);
+  EXPECT_EQ(g->nodeCount, 9);
   EXPECT_EQ(g->arcFloatCount, 72);
   EXPECT_FLOAT_EQ(g->arcArray[8], 0.5f);  // node 1: its left edge
   EXPECT_FLOAT_EQ(g->flowValue, 0.0f);
@@ -152,7 +152,7 @@ TEST(MaxFlowTiny, HandWorkedGrids) {
     auto g = grid(c.w, c.h, c.cs, c.ct, [](int, int) { return 4.0f; });
     EXPECT_FLOAT_EQ(g->maxFlow(), c.flow);
     for (int n = 0; n < c.w * c.h; ++n)
-      EXPECT_TRUE(g->nodeArray[n].treeLabel == c.trees[n] && g->getTreeofNode(n) == (c.trees[n] == T)) << n;
+      EXPECT_TRUE(g->treeLabel[n] == c.trees[n] && g->getTreeofNode(n) == (c.trees[n] == T)) << n;
   }
   // The bottleneck: flow 7, column 2 on the sink side.
   auto g = bottleneck();
@@ -166,20 +166,19 @@ TEST(MaxFlowTiny, HandWorkedGrids) {
 TEST(MaxFlowAdoption, ShortestWalkThenVisitingOrderElseFree) {
   auto g = grid(3, 3, std::vector<float>(9, 0.f), std::vector<float>(9, 0.f), [](int, int) { return 1.0f; });
   g->maxflowInit();  // everything free
-  nodes* node = g->nodeArray;
-  auto hang = [&](int n, int tree, int parentArc) { node[n].treeLabel = tree, node[n].parentArc = parentArc; };
+  auto hang = [&](int n, int tree, int parentArc) { g->treeLabel[n] = tree, g->parentArc[n] = parentArc; };
   // 3 (left) and 1 (upper) both hang from the source: distance 2 each;
   // left comes first in the visiting order.
   for (int n : {3, 1}) hang(n, SOURCE_TREE, TERMINAL_ARC);
   hang(4, SOURCE_TREE, NO_PARENT);
-  g->ProcessSourceOrphans(&node[4]);
-  EXPECT_EQ(g->arcHead(node[4].parentArc), 3);
+  g->ProcessSourceOrphans(4);
+  EXPECT_EQ(g->arcHead(g->parentArc[4]), 3);
   // 3 now hangs from 0, a root: 3 is at distance 3, 0 (upper-left) at 2.
   hang(0, SOURCE_TREE, TERMINAL_ARC);
   hang(3, SOURCE_TREE, 8 * 3 + 4);  // 3's upper arc, 3 -> 0
   hang(4, SOURCE_TREE, NO_PARENT);
-  g->ProcessSourceOrphans(&node[4]);
-  EXPECT_EQ(g->arcHead(node[4].parentArc), 0);
+  g->ProcessSourceOrphans(4);
+  EXPECT_EQ(g->arcHead(g->parentArc[4]), 0);
   // Only sink-tree neighbours and descendants: 5 hangs from 4, 8 from 5,
   // 7 from 8, so their walks end in the orphan. 4 is freed; its child 5
   // becomes an orphan; 5 and 8 can still feed 4 and are queued as active,
@@ -190,17 +189,17 @@ TEST(MaxFlowAdoption, ShortestWalkThenVisitingOrderElseFree) {
   hang(7, SOURCE_TREE, 8 * 8 + 1);  // 8's left edge, odd arc: 7 -> 8
   g->arcArray[8 * 7 + 4] = 0.0f;    // 7's upper edge, even arc: 7 -> 4
   hang(4, SOURCE_TREE, NO_PARENT);
-  g->ProcessSourceOrphans(&node[4]);
-  EXPECT_TRUE(node[4].treeLabel == FREE_NODE && node[4].parentArc == NO_PARENT && node[5].parentArc == NO_PARENT);
+  g->ProcessSourceOrphans(4);
+  EXPECT_TRUE(g->treeLabel[4] == FREE_NODE && g->parentArc[4] == NO_PARENT && g->parentArc[5] == NO_PARENT);
   // Orphan queue: 5; active queue: 5, 8.
-  EXPECT_EQ((std::vector<nodes*>{g->orphanFirst, g->orphanLast, g->activeFirst, g->activeLast, node[7].nextActive}),
-            (std::vector<nodes*>{&node[5], &node[5], &node[5], &node[8], nullptr}));
+  EXPECT_EQ((std::vector<int>{g->orphanFirst, g->orphanLast, g->activeFirst, g->activeLast, g->nextActive[7]}),
+            (std::vector<int>{5, 5, 5, 8, NOT_QUEUED}));
   // Sink mirror: 0, 1, 3 are sink roots at distance 2; left (3) would come
   // first but its arc 4 -> 3 is saturated, so upper-left (0) beats upper (1).
   g->arcArray[8 * 4] = 0.0f;
   hang(4, SINK_TREE, NO_PARENT);
-  g->ProcessSinkOrphans(&node[4]);
-  EXPECT_EQ(g->arcHead(node[4].parentArc), 0);
+  g->ProcessSinkOrphans(4);
+  EXPECT_EQ(g->arcHead(g->parentArc[4]), 0);
 }
 
 // Seeded random grids, with second terminal weights and addToEdge extras:
@@ -303,8 +302,8 @@ TEST(GraphBlockView, SharesStorageAndInitialisesOnlyItsBlock) {
   auto g = grid(5, 4, cs, ct, [](int, int) { return 1.0f; });
   auto queued = [](const KORUSEGraph& view) {
     std::vector<int> q;
-    for (nodes* p = view.activeFirst; p; p = p->nextActive == p ? nullptr : p->nextActive)
-      q.push_back(view.nodeIndex(p));
+    for (int p = view.activeFirst; p != NOT_QUEUED; p = view.nextActive[p] == p ? NOT_QUEUED : view.nextActive[p])
+      q.push_back(p);
     return q;
   };
   {
@@ -312,7 +311,7 @@ TEST(GraphBlockView, SharesStorageAndInitialisesOnlyItsBlock) {
     view.InitBlock();
     EXPECT_FLOAT_EQ(view.flowValue, 0.0f);
     EXPECT_EQ(queued(view), (std::vector<int>{12, 17, 18}));
-    EXPECT_EQ(g->nodeArray[17].treeLabel, SINK_TREE);  // initialised in the shared storage
+    EXPECT_EQ(g->treeLabel[17], SINK_TREE);  // initialised in the shared storage
   }  // the view is gone, the storage is not (ASan would see a double free)
   KORUSEGraph edge(g.get(), 0, 2, 2, 5);
   edge.InitBlock();

@@ -201,7 +201,7 @@ std::vector<bool> reachesSink(const KORUSEGraph& g) {
   std::vector<bool> in(g.nodeCount, false);
   std::vector<int> stack;
   for (int n = 0; n < g.nodeCount; ++n)
-    if (g.nodeArray[n].residualTerminalCapacity < 0) in[n] = true, stack.push_back(n);
+    if (g.residualTerminalCapacity[n] < 0) in[n] = true, stack.push_back(n);
   while (!stack.empty()) {
     int arcs[8];
     g.neighbourArcs(stack.back(), arcs);
@@ -235,12 +235,12 @@ TEST(ParallelMaxFlow, SameCutAsTheSerialSearch) {
         build(serial, grid);
         build(parallel, grid);
         double pushed = parallel.flowValue;
-        for (int i = 0; i < w * h; ++i) pushed += std::max(0.0f, parallel.nodeArray[i].residualTerminalCapacity);
+        for (int i = 0; i < w * h; ++i) pushed += std::max(0.0f, parallel.residualTerminalCapacity[i]);
         RunawayGuard guard;
         const float flow = serial.maxFlow();
         EXPECT_EQ(parallel.maxFlow(), 0.0f);
         ASSERT_FALSE(KORUSEMarker::m_exitApp) << "a search ran past the cancel limit";
-        for (int i = 0; i < w * h; ++i) pushed -= std::max(0.0f, parallel.nodeArray[i].residualTerminalCapacity);
+        for (int i = 0; i < w * h; ++i) pushed -= std::max(0.0f, parallel.residualTerminalCapacity[i]);
         const double tolerance = exact ? 0.0 : 1e-5 * (1.0 + flow);
         EXPECT_NEAR(pushed, flow, tolerance);
         const std::vector<bool> sinkSide = reachesSink(parallel);
@@ -362,8 +362,8 @@ TEST(ParallelDataTerms, MatchTheSerialFormulaPixelByPixel) {
     ParallelGC p(&blocks, c.n);
     p.ComputeGMMProbsParallely(&image, &labels, lambda, 1, 2, &first, &second, &blocks);
     for (int i = 0; i < nodes; ++i) {
-      const float want = reference.nodeArray[i].residualTerminalCapacity;
-      ASSERT_NEAR(blocks.nodeArray[i].residualTerminalCapacity, want, 1e-4 * (1 + std::fabs(want)))
+      const float want = reference.residualTerminalCapacity[i];
+      ASSERT_NEAR(blocks.residualTerminalCapacity[i], want, 1e-4 * (1 + std::fabs(want)))
           << "pixel " << i;
     }
     EXPECT_NEAR(blocks.flowValue, reference.flowValue, 1e-5 * reference.flowValue);
