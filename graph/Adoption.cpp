@@ -3,78 +3,73 @@
 // An orphan looks among its neighbours of the same tree for the one whose
 // walk up the tree to the terminal is shortest. Distances are not cached:
 // each candidate is walked, which keeps the per-node state small and needs
-// no timestamps. Ties go to the first neighbour in visiting order, so a walk
-// stops as soon as it can no longer be strictly shorter than the best.
+// no timestamps. Ties go to the first neighbour in visiting order.
 #include "graph/SearchTree.h"
-
-// Distance to the terminal through `arc` (orphan -> candidate): 2 when the
-// candidate hangs from the terminal, one more per step further up;
-// UNREACHABLE_DISTANCE when the chain ends in another orphan or free node.
-// Once the distance reaches `limit` the walk ends with `limit`: the
-// candidate can no longer win.
-template <class Grid>
-int SearchTree<Grid>::walkedDistance(int arc, int limit) const {
-  int d = 1;
-  for (;;) {
-    if (++d >= limit) return limit;
-    const int up = parent[grid.head(arc)];
-    if (up == TERMINAL_ARC) return d;
-    if (up == NO_PARENT) return UNREACHABLE_DISTANCE;
-    arc = up;
-  }
-}
 
 // No parent found: the orphan becomes free. Neighbours of its former tree
 // that still have residual capacity towards it are queued as active, so the
 // tree may grow back into it; children that hung from it become orphans.
 template <class Grid>
-void SearchTree<Grid>::release(int orphan, const int arcs[8]) {
+void SearchTree<Grid>::release(int orphan, const int arcs[8], const int heads[8]) {
   const uint8_t former = tree[orphan];
   const bool sinkTree = former == SINK_TREE;
-  parent[orphan] = NO_PARENT;
+  setParent(orphan, NO_PARENT, NO_PARENT);
   tree[orphan] = FREE_NODE;
   for (int k = 0; k < 8; ++k) {
     const int a = arcs[k];
     if (a == NO_CANDIDATE || cap[a] == ABSENT_CAPACITY) continue;
-    const int j = grid.head(a);
+    const int j = heads[k];
     if (tree[j] != former) continue;
     // Orphans of the tree are queued too: one that is adopted again must be
     // able to grow back into this node, or the node stays free although it
     // still reaches the terminal and the cut read back is not minimal.
     const float toward = sinkTree ? cap[a] : cap[KORUSEGraph::sisterArc(a)];
     if (toward != 0.0f) addActive(j);
-    if (parent[j] >= 0 && grid.head(parent[j]) == orphan) addOrphan(j);
+    if (parentNode[j] == orphan) addOrphan(j);
   }
 }
 
 // A valid parent j: present arc, residual capacity towards the terminal
 // (j -> i in the source tree, i -> j in the sink tree), j in the orphan's
-// tree and not itself an orphan.
+// tree and not itself an orphan. The chosen one has the shortest walk to
+// the terminal: 2 when it hangs from the terminal, one more per step
+// further up; a walk that ends in another orphan or a free node does not
+// count. The candidates are walked side by side, one step each per round,
+// so the first round in which one reaches the terminal decides, and among
+// those reaching it then the first in visiting order wins: the same choice
+// as walking each in full, for the length of the shortest walk.
 template <class Grid>
 int SearchTree<Grid>::adopt(int orphan, uint8_t treeOf) {
-  int arcs[8];
-  grid.arcs(orphan, arcs);
-  int best = NO_CANDIDATE;
-  int bestDistance = UNREACHABLE_DISTANCE;
-  int work = 8;
+  int arcs[8], heads[8];
+  grid.neighbours(orphan, arcs, heads);
+  int walker[8];      // where each candidate's walk has got to
+  unsigned live = 0;  // candidates still walking, bit k for direction k
   for (int k = 0; k < 8; ++k) {
     const int a = arcs[k];
-    if (a == NO_CANDIDATE || cap[a] == ABSENT_CAPACITY) continue;
-    const float residual = treeOf == SOURCE_TREE ? cap[KORUSEGraph::sisterArc(a)] : cap[a];
-    if (residual == 0.0f) continue;
-    const int j = grid.head(a);
+    // Absent edges hold -2 both ways: "> 0" is present and not saturated.
+    if (a == NO_CANDIDATE || !(cap[treeOf == SOURCE_TREE ? KORUSEGraph::sisterArc(a) : a] > 0.0f)) continue;
+    const int j = heads[k];
     if (parent[j] == NO_PARENT || tree[j] != treeOf) continue;
-    const int d = walkedDistance(a, bestDistance);
-    if (d < bestDistance) {
-      best = a;
-      bestDistance = d;
-    }
-    work += d < UNREACHABLE_DISTANCE ? d : 2;
+    walker[k] = j;
+    live |= 1u << k;
   }
-  if (best != NO_CANDIDATE)
-    parent[orphan] = best;
-  else
-    release(orphan, arcs);
+  int work = 8;
+  while (live) {
+    for (unsigned rest = live; rest; rest &= rest - 1) {
+      const int k = __builtin_ctz(rest);
+      const int up = parentNode[walker[k]];
+      if (up == TERMINAL_ARC) {
+        setParent(orphan, arcs[k], heads[k]);
+        return work;
+      }
+      ++work;
+      if (up == NO_PARENT)
+        live &= ~(1u << k);  // ends in an orphan: out
+      else
+        walker[k] = up;
+    }
+  }
+  release(orphan, arcs, heads);
   return work;
 }
 
@@ -83,6 +78,7 @@ template int SearchTree<BandGrid>::adopt(int, uint8_t);
 
 void KORUSEGraph::ProcessSourceOrphans(int orphan) {
   if (!validNode(orphan, "ProcessSourceOrphans")) return;
+  syncParentNodes();
   if (band)
     SearchTree<BandGrid>(*this, {band->present, band->baseUp, band->baseDown}).adopt(orphan, SOURCE_TREE);
   else
@@ -91,6 +87,7 @@ void KORUSEGraph::ProcessSourceOrphans(int orphan) {
 
 void KORUSEGraph::ProcessSinkOrphans(int orphan) {
   if (!validNode(orphan, "ProcessSinkOrphans")) return;
+  syncParentNodes();
   if (band)
     SearchTree<BandGrid>(*this, {band->present, band->baseUp, band->baseDown}).adopt(orphan, SINK_TREE);
   else

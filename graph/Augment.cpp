@@ -3,61 +3,83 @@
 // Every node's parentArc points from the node to its parent, in both trees.
 // In the sink tree the residual that matters is the arc's own (flow runs
 // node -> parent); in the source tree it is the sister's (parent -> node).
+// Orphans enter the queue sink side first, each side from the middle out.
 #include "graph/SearchTree.h"
+
+namespace {
+// The residual of a tree link in the direction the flow takes.
+inline int flowArc(int arc, bool sinkSide) { return sinkSide ? arc : KORUSEGraph::sisterArc(arc); }
+}  // namespace
+
+// Walks one side from `start` to its root, lowering f to each link's
+// residual (only a strictly smaller value replaces it) and recording the
+// steps; the root's terminal capacity counts last.
+template <class Grid>
+float SearchTree<Grid>::bottleneck(int start, bool sinkSide, float f, PathSide& side) {
+  int v = start;
+  side.length = 0;
+  for (int p = parent[v]; p != TERMINAL_ARC; p = parent[v]) {
+    if (side.length < kPathRecord) {
+      side.nodes[side.length] = v;
+      side.arcs[side.length] = p;
+      ++side.length;
+    }
+    const float c = cap[flowArc(p, sinkSide)];
+    if (c < f) f = c;
+    v = parentNode[v];
+  }
+  side.rest = side.length < kPathRecord ? v : parentNode[side.nodes[kPathRecord - 1]];
+  const float root = sinkSide ? -terminal[v] : terminal[v];
+  return root < f ? root : f;
+}
+
+// Pushes f along one side; a link (or root) left with no residual orphans
+// its node.
+template <class Grid>
+void SearchTree<Grid>::push(bool sinkSide, float f, const PathSide& side) {
+  for (int k = 0; k < side.length; ++k) {
+    const int p = side.arcs[k], along = flowArc(p, sinkSide);
+    cap[along] -= f;
+    cap[KORUSEGraph::sisterArc(along)] += f;
+    if (cap[along] == 0.0f) addOrphan(side.nodes[k]);
+  }
+  int v = side.rest;
+  for (int p = parent[v]; p != TERMINAL_ARC; p = parent[v]) {  // beyond the record
+    const int along = flowArc(p, sinkSide);
+    cap[along] -= f;
+    cap[KORUSEGraph::sisterArc(along)] += f;
+    const int next = parentNode[v];
+    if (cap[along] == 0.0f) addOrphan(v);
+    v = next;
+  }
+  if (sinkSide)
+    terminal[v] += f;
+  else
+    terminal[v] -= f;
+  if (terminal[v] == 0.0f) addOrphan(v);
+}
 
 template <class Grid>
 int SearchTree<Grid>::augment(int middle) {
-  int length = 0;
-  // Bottleneck; only a strictly smaller value replaces it.
+  const int sinkStart = grid.head(middle), sourceStart = grid.head(KORUSEGraph::sisterArc(middle));
+  PathSide sink, source;
   float f = cap[middle];
-  int v = grid.head(middle);
-  for (int p = parent[v]; p != TERMINAL_ARC; p = parent[v], ++length) {
-    if (cap[p] < f) f = cap[p];
-    v = grid.head(p);
-  }
-  if (-terminal[v] < f) f = -terminal[v];
-  int u = grid.head(KORUSEGraph::sisterArc(middle));
-  for (int p = parent[u]; p != TERMINAL_ARC; p = parent[u], ++length) {
-    if (cap[KORUSEGraph::sisterArc(p)] < f) f = cap[KORUSEGraph::sisterArc(p)];
-    u = grid.head(p);
-  }
-  if (terminal[u] < f) f = terminal[u];
+  f = bottleneck(sinkStart, true, f, sink);
+  f = bottleneck(sourceStart, false, f, source);
 
   cap[middle] -= f;
   cap[KORUSEGraph::sisterArc(middle)] += f;
-
-  // Sink side, from the middle towards the sink.
-  v = grid.head(middle);
-  for (int p = parent[v]; p != TERMINAL_ARC; p = parent[v]) {
-    cap[p] -= f;
-    cap[KORUSEGraph::sisterArc(p)] += f;
-    const int next = grid.head(p);
-    if (cap[p] == 0.0f) addOrphan(v);
-    v = next;
-  }
-  terminal[v] += f;
-  if (terminal[v] == 0.0f) addOrphan(v);
-
-  // Source side, from the middle towards the source.
-  u = grid.head(KORUSEGraph::sisterArc(middle));
-  for (int p = parent[u]; p != TERMINAL_ARC; p = parent[u]) {
-    cap[KORUSEGraph::sisterArc(p)] -= f;
-    cap[p] += f;
-    const int next = grid.head(p);
-    if (cap[KORUSEGraph::sisterArc(p)] == 0.0f) addOrphan(u);
-    u = next;
-  }
-  terminal[u] -= f;
-  if (terminal[u] == 0.0f) addOrphan(u);
-
+  push(true, f, sink);
+  push(false, f, source);
   g.flowValue += f;
-  return length + 2;
+  return sink.length + source.length + 2;
 }
 
 template int SearchTree<WholeGrid>::augment(int);
 template int SearchTree<BandGrid>::augment(int);
 
 void KORUSEGraph::AugmentPath(int middleArc) {
+  syncParentNodes();
   if (band)
     SearchTree<BandGrid>(*this, {band->present, band->baseUp, band->baseDown}).augment(middleArc);
   else

@@ -39,22 +39,37 @@ struct BandTopology {
 
 // Whole grid: indices by arithmetic.
 struct WholeGrid {
+  WholeGrid(int32_t width, int32_t height, const int32_t* offsets)
+      : width(width), height(height), offsets(offsets),
+        reciprocal(width > 0 ? ((uint64_t(1) << 32) + uint64_t(width) - 1) / uint64_t(width) : 0) {}
   int32_t width, height;
   const int32_t* offsets;  // neighbourOffsetTable
+  uint64_t reciprocal;     // ceil(2^32 / width): row = i / width by a multiply
 
-  void arcs(int i, int out[8]) const {
-    const int row = i / width;
+  // i / width for 0 <= i < 2^31: the product overshoots i / width by less
+  // than one half, so the quotient is exact or one too high.
+  int rowOf(int i) const {
+    int row = static_cast<int>((uint64_t(uint32_t(i)) * reciprocal) >> 32);
+    return row * width > i ? row - 1 : row;
+  }
+
+  // Node i's eight arcs in visiting order and the nodes they lead to;
+  // NO_CANDIDATE for both where the direction leaves the grid.
+  void neighbours(int i, int arcs[8], int heads[8]) const {
+    const int row = rowOf(i);
     const int column = i - row * width;
     const bool left = column > 0, right = column < width - 1;
     const bool up = row > 0, down = row < height - 1;
-    out[0] = left ? 8 * i : NO_CANDIDATE;
-    out[1] = left && up ? 8 * i + 2 : NO_CANDIDATE;
-    out[2] = up ? 8 * i + 4 : NO_CANDIDATE;
-    out[3] = up && right ? 8 * i + 6 : NO_CANDIDATE;
-    out[4] = right ? 8 * (i + 1) + 1 : NO_CANDIDATE;
-    out[5] = right && down ? 8 * (i + width + 1) + 3 : NO_CANDIDATE;
-    out[6] = down ? 8 * (i + width) + 5 : NO_CANDIDATE;
-    out[7] = down && left ? 8 * (i + width - 1) + 7 : NO_CANDIDATE;
+    const bool present[8] = {left, left && up, up, up && right, right, right && down, down, down && left};
+    const int node[8] = {i - 1, i - width - 1, i - width, i - width + 1,
+                         i + 1, i + width + 1, i + width, i + width - 1};
+    for (int k = 0; k < 8; ++k) {
+      // Slots 0-3 are i's own edges (even arcs leave i); 4-7 belong to the
+      // neighbour, whose odd arc of the mirrored slot leads back to it.
+      const int arc = k < 4 ? 8 * i + 2 * k : 8 * node[k] + 2 * (k - 4) + 1;
+      arcs[k] = present[k] ? arc : NO_CANDIDATE;
+      heads[k] = present[k] ? node[k] : NO_CANDIDATE;
+    }
   }
   int head(int a) const { return ((a + 1) >> 3) + offsets[(a + 1) & 7]; }
 };
@@ -65,19 +80,21 @@ struct BandGrid {
   const int32_t* baseUp;
   const int32_t* baseDown;
 
-  void arcs(int i, int out[8]) const {
+  void neighbours(int i, int arcs[8], int heads[8]) const {
     const unsigned m = present[i];
+    const int upperLeft = baseUp[i];
+    const int upper = upperLeft + ((m & BAND_UPPER_LEFT) ? 1 : 0);
+    const int upperRight = upper + ((m & BAND_UPPER) ? 1 : 0);
     const int lowerLeft = baseDown[i];
     const int lower = lowerLeft + ((m & BAND_LOWER_LEFT) ? 1 : 0);
     const int lowerRight = lower + ((m & BAND_LOWER) ? 1 : 0);
-    out[0] = (m & BAND_LEFT) ? 8 * i : NO_CANDIDATE;
-    out[1] = (m & BAND_UPPER_LEFT) ? 8 * i + 2 : NO_CANDIDATE;
-    out[2] = (m & BAND_UPPER) ? 8 * i + 4 : NO_CANDIDATE;
-    out[3] = (m & BAND_UPPER_RIGHT) ? 8 * i + 6 : NO_CANDIDATE;
-    out[4] = (m & BAND_RIGHT) ? 8 * (i + 1) + 1 : NO_CANDIDATE;
-    out[5] = (m & BAND_LOWER_RIGHT) ? 8 * lowerRight + 3 : NO_CANDIDATE;
-    out[6] = (m & BAND_LOWER) ? 8 * lower + 5 : NO_CANDIDATE;
-    out[7] = (m & BAND_LOWER_LEFT) ? 8 * lowerLeft + 7 : NO_CANDIDATE;
+    const int node[8] = {i - 1, upperLeft, upper, upperRight, i + 1, lowerRight, lower, lowerLeft};
+    for (int k = 0; k < 8; ++k) {
+      const bool here = (m >> k) & 1;
+      const int arc = k < 4 ? 8 * i + 2 * k : 8 * node[k] + 2 * (k - 4) + 1;
+      arcs[k] = here ? arc : NO_CANDIDATE;
+      heads[k] = here ? node[k] : NO_CANDIDATE;
+    }
   }
   // An odd arc points back to its owner; an even one to the owner's
   // neighbour in its slot.

@@ -34,8 +34,8 @@ void KORUSEGraph::allocateStorage(int nodeRecords, int edgeRecords) {
     logBadCall("KORUSEGraph", "graph too large for this address space");
     return;
   }
-  // parentArc, residualTerminalCapacity, nextActive, nextOrphan, treeLabel.
-  auto* block = static_cast<unsigned char*>(KORU_Malloc_Msg(4 * words + bytes, "KORUSEGraph", 53));
+  // parentArc, parentNode, residualTerminalCapacity, nextActive, nextOrphan, treeLabel.
+  auto* block = static_cast<unsigned char*>(KORU_Malloc_Msg(5 * words + bytes, "KORUSEGraph", 53));
   arcArray = static_cast<float*>(KORU_Malloc_Msg(arcBytes, "KORUSEGraph", 54));
   if (!block || !arcArray) {
     if (block) KORU_Free_Msg(block, "KORUSEGraph", 53);
@@ -44,10 +44,11 @@ void KORUSEGraph::allocateStorage(int nodeRecords, int edgeRecords) {
     return;
   }
   parentArc = reinterpret_cast<int32_t*>(block);
-  residualTerminalCapacity = reinterpret_cast<float*>(block + words);
-  nextActive = reinterpret_cast<int32_t*>(block + 2 * words);
-  nextOrphan = reinterpret_cast<int32_t*>(block + 3 * words);
-  treeLabel = block + 4 * words;
+  parentNode = reinterpret_cast<int32_t*>(block + words);
+  residualTerminalCapacity = reinterpret_cast<float*>(block + 2 * words);
+  nextActive = reinterpret_cast<int32_t*>(block + 3 * words);
+  nextOrphan = reinterpret_cast<int32_t*>(block + 4 * words);
+  treeLabel = block + 5 * words;
   nodeCapacity = nodeRecords;
   arcCapacity = 2 * edgeRecords;
 }
@@ -58,6 +59,7 @@ KORUSEGraph::KORUSEGraph(int nodeMax, int edgeMax, int width, int height, int th
       nodeCapacity(0),
       arcCapacity(0),
       parentArc(nullptr),
+      parentNode(nullptr),
       treeLabel(nullptr),
       residualTerminalCapacity(nullptr),
       nextActive(nullptr),
@@ -86,6 +88,7 @@ KORUSEGraph::KORUSEGraph(KORUSEGraph* whole, int blockRow, int blockColumn, int 
       nodeCapacity(0),
       arcCapacity(0),
       parentArc(nullptr),
+      parentNode(nullptr),
       treeLabel(nullptr),
       residualTerminalCapacity(nullptr),
       nextActive(nullptr),
@@ -109,6 +112,7 @@ KORUSEGraph::KORUSEGraph(KORUSEGraph* whole, int blockRow, int blockColumn, int 
     nodeCapacity = whole->nodeCapacity;
     arcCapacity = whole->arcCapacity;
     parentArc = whole->parentArc;
+    parentNode = whole->parentNode;
     treeLabel = whole->treeLabel;
     residualTerminalCapacity = whole->residualTerminalCapacity;
     nextActive = whole->nextActive;
@@ -146,6 +150,7 @@ void KORUSEGraph::emptyQueues() {
 static void freeNodes(KORUSEGraph& g, int first, int count) {
   for (int i = first; i < first + count; ++i) {
     g.parentArc[i] = NO_PARENT;
+    g.parentNode[i] = NO_PARENT;
     g.treeLabel[i] = FREE_NODE;
     g.residualTerminalCapacity[i] = 0.0f;
     g.nextActive[i] = NOT_QUEUED;
@@ -245,6 +250,11 @@ void KORUSEGraph::addtWeights(int i, float capSource, float capSink) {
   residualTerminalCapacity[i] = capSource - capSink;
 }
 
+void KORUSEGraph::syncParentNodes() {
+  if (!parentArc) return;
+  for (int i = 0; i < nodeCount; ++i) parentNode[i] = parentArc[i] < 0 ? parentArc[i] : arcHead(parentArc[i]);
+}
+
 bool KORUSEGraph::getTreeofNode(int i) const {
   if (!validNode(i, "getTreeofNode")) return false;
   return treeLabel[i] == SINK_TREE;
@@ -256,10 +266,11 @@ int KORUSEGraph::arcHead(int arc) const {
 }
 
 void KORUSEGraph::neighbourArcs(int i, int arcs[8]) const {
+  int heads[8];
   if (band)
-    BandGrid{band->present, band->baseUp, band->baseDown}.arcs(i, arcs);
+    BandGrid{band->present, band->baseUp, band->baseDown}.neighbours(i, arcs, heads);
   else
-    WholeGrid{width, height, neighbourOffsetTable}.arcs(i, arcs);
+    WholeGrid{width, height, neighbourOffsetTable}.neighbours(i, arcs, heads);
 }
 
 bool KORUSEGraph::completeGraph() const {

@@ -24,7 +24,9 @@
 //   saturated.
 //
 // Per-node state is kept in parallel arrays (parentArc, treeLabel, ...), so
-// that the search's walks up the trees read four bytes per node.
+// that the search's walks up the trees read four bytes per node: parentNode
+// mirrors parentArc with the node the arc points to. Whoever sets parentArc
+// directly (rather than through the search) calls syncParentNodes.
 //
 // Typical use:
 //   KORUSEGraph g(n, 4 * n, w, h, 0);
@@ -183,6 +185,10 @@ class KORUSEGraph {
   void ProcessSourceOrphans(int orphan);
   void ProcessSinkOrphans(int orphan);
 
+  // parentNode from parentArc for every node. AugmentPath and the orphan
+  // steps above call it first, so that trees set up by hand are walked right.
+  void syncParentNodes();
+
   // ---- arc arithmetic -----------------------------------------------------------
 
   static int sisterArc(int arc) { return arc ^ 1; }
@@ -200,6 +206,7 @@ class KORUSEGraph {
   int32_t arcCapacity;    // floats the arc array holds
   // Per node, index = node:
   int32_t* parentArc;                 // arc from the node to its parent; TERMINAL_ARC or NO_PARENT
+  int32_t* parentNode;                // the node parentArc points to (TERMINAL_ARC, NO_PARENT alike)
   uint8_t* treeLabel;                 // SOURCE_TREE, SINK_TREE or FREE_NODE
   float* residualTerminalCapacity;    // > 0 from the source, < 0 to the sink (magnitude), 0 none
   int32_t* nextActive;                // active FIFO: next node, itself when last, NOT_QUEUED

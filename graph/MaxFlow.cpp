@@ -43,20 +43,20 @@ float KORUSEGraph::maxFlowSerialCall() {
 }
 
 // A source node: grow over its arcs i -> j with residual capacity. Returns the
-// arc that reaches the sink tree, or NO_CANDIDATE.
+// arc that reaches the sink tree, or NO_CANDIDATE. Residual capacities are
+// never negative and an absent edge holds -2 both ways, so "> 0" is "present
+// and not saturated".
 template <class Grid>
-int SearchTree<Grid>::growSource(const int arcs[8]) {
+int SearchTree<Grid>::growSource(int node, const int arcs[8], const int heads[8]) {
   for (int k = 0; k < 8; ++k) {
     const int a = arcs[k];
-    if (a == NO_CANDIDATE) continue;
-    const float c = cap[a];
-    if (c == ABSENT_CAPACITY || c == 0.0f) continue;
-    const int j = grid.head(a);
+    if (a == NO_CANDIDATE || !(cap[a] > 0.0f)) continue;
+    const int j = heads[k];
     if (tree[j] == SINK_TREE) return a;
     if (tree[j] == FREE_NODE) {
       tree[j] = SOURCE_TREE;
       addActive(j);
-      parent[j] = KORUSEGraph::sisterArc(a);
+      setParent(j, KORUSEGraph::sisterArc(a), node);
     }
   }
   return NO_CANDIDATE;
@@ -65,18 +65,16 @@ int SearchTree<Grid>::growSource(const int arcs[8]) {
 // A sink node: grow over the arcs j -> i into it with residual capacity.
 // Returns the arc j -> i from the source tree, or NO_CANDIDATE.
 template <class Grid>
-int SearchTree<Grid>::growSink(const int arcs[8]) {
+int SearchTree<Grid>::growSink(int node, const int arcs[8], const int heads[8]) {
   for (int k = 0; k < 8; ++k) {
     const int a = arcs[k];
-    if (a == NO_CANDIDATE) continue;
-    const float c = cap[KORUSEGraph::sisterArc(a)];
-    if (c == ABSENT_CAPACITY || c == 0.0f) continue;
-    const int j = grid.head(a);
+    if (a == NO_CANDIDATE || !(cap[KORUSEGraph::sisterArc(a)] > 0.0f)) continue;
+    const int j = heads[k];
     if (tree[j] == SOURCE_TREE) return KORUSEGraph::sisterArc(a);
     if (tree[j] == FREE_NODE) {
       tree[j] = SINK_TREE;
       addActive(j);
-      parent[j] = KORUSEGraph::sisterArc(a);
+      setParent(j, KORUSEGraph::sisterArc(a), node);
     }
   }
   return NO_CANDIDATE;
@@ -108,14 +106,14 @@ float SearchTree<Grid>::run() {
       popActive();
     }
     nextActive[current] = NOT_QUEUED;
-    int arcs[8];
-    grid.arcs(current, arcs);
+    int arcs[8], heads[8];
+    grid.neighbours(current, arcs, heads);
     // A free node lost its tree since it was queued: nothing to grow.
     int middle = NO_CANDIDATE;
     if (tree[current] == SOURCE_TREE)
-      middle = growSource(arcs);
+      middle = growSource(current, arcs, heads);
     else if (tree[current] == SINK_TREE)
-      middle = growSink(arcs);
+      middle = growSink(current, arcs, heads);
 
     ++work;
     if (middle != NO_CANDIDATE) {

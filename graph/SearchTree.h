@@ -23,6 +23,7 @@ class SearchTree {
       : g(graph),
         grid(grid),
         parent(graph.parentArc),
+        parentNode(graph.parentNode),
         tree(graph.treeLabel),
         terminal(graph.residualTerminalCapacity),
         nextActive(graph.nextActive),
@@ -43,13 +44,19 @@ class SearchTree {
   void initTerminal(int node) {
     const float r = terminal[node];
     if (r > 0.0f || r < 0.0f) {
-      parent[node] = TERMINAL_ARC;
+      setParent(node, TERMINAL_ARC, TERMINAL_ARC);
       tree[node] = r > 0.0f ? SOURCE_TREE : SINK_TREE;
       addActive(node);
     } else {
-      parent[node] = NO_PARENT;
+      setParent(node, NO_PARENT, NO_PARENT);
       tree[node] = FREE_NODE;
     }
+  }
+
+  // The arc to the parent, and the node it points to.
+  void setParent(int node, int arc, int to) {
+    parent[node] = arc;
+    parentNode[node] = to;
   }
 
   void addActive(int node) {
@@ -72,7 +79,7 @@ class SearchTree {
       g.activeFirst = nextActive[g.activeFirst];
   }
   void addOrphan(int node) {
-    parent[node] = NO_PARENT;
+    setParent(node, NO_PARENT, NO_PARENT);
     if (nextOrphan[node] != NOT_QUEUED) return;
     nextOrphan[node] = node;
     if (g.orphanFirst == NOT_QUEUED) {
@@ -93,15 +100,28 @@ class SearchTree {
   }
 
  private:
-  int growSource(const int arcs[8]);
-  int growSink(const int arcs[8]);
+  int growSource(int node, const int arcs[8], const int heads[8]);
+  int growSink(int node, const int arcs[8], const int heads[8]);
   int adoptOrphans();
-  int walkedDistance(int arc, int limit) const;
-  void release(int orphan, const int arcs[8]);
+  void release(int orphan, const int arcs[8], const int heads[8]);
+
+  // One side of an augmenting path as the bottleneck pass found it, for the
+  // update pass: the first kPathRecord nodes and their parent arcs (a longer
+  // side is walked again from where the record ends).
+  static constexpr int kPathRecord = 512;
+  struct PathSide {
+    int nodes[kPathRecord];
+    int arcs[kPathRecord];
+    int length;  // steps recorded
+    int rest;    // the node the record stops at (its root when the side is whole)
+  };
+  float bottleneck(int start, bool sinkSide, float f, PathSide& side);
+  void push(bool sinkSide, float f, const PathSide& side);
 
   KORUSEGraph& g;
   const Grid grid;
   int32_t* const parent;
+  int32_t* const parentNode;
   uint8_t* const tree;
   float* const terminal;
   int32_t* const nextActive;
