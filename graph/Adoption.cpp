@@ -10,15 +10,15 @@
 // that still have residual capacity towards it are queued as active, so the
 // tree may grow back into it; children that hung from it become orphans.
 template <class Grid>
-void SearchTree<Grid>::release(int orphan, const int arcs[8], const int heads[8]) {
+void SearchTree<Grid>::release(int orphan) {
   const uint8_t former = tree[orphan];
   const bool sinkTree = former == SINK_TREE;
   setParent(orphan, NO_PARENT, NO_PARENT);
   tree[orphan] = FREE_NODE;
-  for (int k = 0; k < 8; ++k) {
-    const int a = arcs[k];
-    if (a == NO_CANDIDATE || cap[a] == ABSENT_CAPACITY) continue;
-    const int j = heads[k];
+  for (unsigned m = grid.presence(orphan); m; m &= m - 1) {
+    const int k = __builtin_ctz(m), a = grid.arc(orphan, k);
+    if (cap[a] == ABSENT_CAPACITY) continue;
+    const int j = grid.head(orphan, k);
     if (tree[j] != former) continue;
     // Orphans of the tree are queued too: one that is adopted again must be
     // able to grow back into this node, or the node stays free although it
@@ -40,15 +40,13 @@ void SearchTree<Grid>::release(int orphan, const int arcs[8], const int heads[8]
 // as walking each in full, for the length of the shortest walk.
 template <class Grid>
 int SearchTree<Grid>::adopt(int orphan, uint8_t treeOf) {
-  int arcs[8], heads[8];
-  grid.neighbours(orphan, arcs, heads);
   int walker[8];      // where each candidate's walk has got to
   unsigned live = 0;  // candidates still walking, bit k for direction k
-  for (int k = 0; k < 8; ++k) {
-    const int a = arcs[k];
+  for (unsigned m = grid.presence(orphan); m; m &= m - 1) {
+    const int k = __builtin_ctz(m), a = grid.arc(orphan, k);
     // Absent edges hold -2 both ways: "> 0" is present and not saturated.
-    if (a == NO_CANDIDATE || !(cap[treeOf == SOURCE_TREE ? KORUSEGraph::sisterArc(a) : a] > 0.0f)) continue;
-    const int j = heads[k];
+    if (!(cap[treeOf == SOURCE_TREE ? KORUSEGraph::sisterArc(a) : a] > 0.0f)) continue;
+    const int j = grid.head(orphan, k);
     if (parent[j] == NO_PARENT || tree[j] != treeOf) continue;
     walker[k] = j;
     live |= 1u << k;
@@ -59,7 +57,7 @@ int SearchTree<Grid>::adopt(int orphan, uint8_t treeOf) {
       const int k = __builtin_ctz(rest);
       const int up = parentNode[walker[k]];
       if (up == TERMINAL_ARC) {
-        setParent(orphan, arcs[k], heads[k]);
+        setParent(orphan, grid.arc(orphan, k), grid.head(orphan, k));
         return work;
       }
       ++work;
@@ -69,7 +67,7 @@ int SearchTree<Grid>::adopt(int orphan, uint8_t treeOf) {
         walker[k] = up;
     }
   }
-  release(orphan, arcs, heads);
+  release(orphan);
   return work;
 }
 

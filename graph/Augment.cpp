@@ -7,15 +7,19 @@
 #include "graph/SearchTree.h"
 
 namespace {
-// The residual of a tree link in the direction the flow takes.
-inline int flowArc(int arc, bool sinkSide) { return sinkSide ? arc : KORUSEGraph::sisterArc(arc); }
+// The arc of a tree link in the direction the flow takes.
+template <bool kSinkSide>
+inline int flowArc(int arc) {
+  return kSinkSide ? arc : KORUSEGraph::sisterArc(arc);
+}
 }  // namespace
 
 // Walks one side from `start` to its root, lowering f to each link's
 // residual (only a strictly smaller value replaces it) and recording the
 // steps; the root's terminal capacity counts last.
 template <class Grid>
-float SearchTree<Grid>::bottleneck(int start, bool sinkSide, float f, PathSide& side) {
+template <bool kSinkSide>
+float SearchTree<Grid>::bottleneck(int start, float f, PathSide& side) {
   int v = start;
   side.length = 0;
   for (int p = parent[v]; p != TERMINAL_ARC; p = parent[v]) {
@@ -24,35 +28,36 @@ float SearchTree<Grid>::bottleneck(int start, bool sinkSide, float f, PathSide& 
       side.arcs[side.length] = p;
       ++side.length;
     }
-    const float c = cap[flowArc(p, sinkSide)];
+    const float c = cap[flowArc<kSinkSide>(p)];
     if (c < f) f = c;
     v = parentNode[v];
   }
   side.rest = side.length < kPathRecord ? v : parentNode[side.nodes[kPathRecord - 1]];
-  const float root = sinkSide ? -terminal[v] : terminal[v];
+  const float root = kSinkSide ? -terminal[v] : terminal[v];
   return root < f ? root : f;
 }
 
 // Pushes f along one side; a link (or root) left with no residual orphans
 // its node.
 template <class Grid>
-void SearchTree<Grid>::push(bool sinkSide, float f, const PathSide& side) {
+template <bool kSinkSide>
+void SearchTree<Grid>::push(float f, const PathSide& side) {
   for (int k = 0; k < side.length; ++k) {
-    const int p = side.arcs[k], along = flowArc(p, sinkSide);
+    const int along = flowArc<kSinkSide>(side.arcs[k]);
     cap[along] -= f;
     cap[KORUSEGraph::sisterArc(along)] += f;
     if (cap[along] == 0.0f) addOrphan(side.nodes[k]);
   }
   int v = side.rest;
   for (int p = parent[v]; p != TERMINAL_ARC; p = parent[v]) {  // beyond the record
-    const int along = flowArc(p, sinkSide);
+    const int along = flowArc<kSinkSide>(p);
     cap[along] -= f;
     cap[KORUSEGraph::sisterArc(along)] += f;
     const int next = parentNode[v];
     if (cap[along] == 0.0f) addOrphan(v);
     v = next;
   }
-  if (sinkSide)
+  if (kSinkSide)
     terminal[v] += f;
   else
     terminal[v] -= f;
@@ -64,13 +69,13 @@ int SearchTree<Grid>::augment(int middle) {
   const int sinkStart = grid.head(middle), sourceStart = grid.head(KORUSEGraph::sisterArc(middle));
   PathSide sink, source;
   float f = cap[middle];
-  f = bottleneck(sinkStart, true, f, sink);
-  f = bottleneck(sourceStart, false, f, source);
+  f = bottleneck<true>(sinkStart, f, sink);
+  f = bottleneck<false>(sourceStart, f, source);
 
   cap[middle] -= f;
   cap[KORUSEGraph::sisterArc(middle)] += f;
-  push(true, f, sink);
-  push(false, f, source);
+  push<true>(f, sink);
+  push<false>(f, source);
   g.flowValue += f;
   return sink.length + source.length + 2;
 }

@@ -37,14 +37,26 @@ struct BandTopology {
   int32_t nodes;       // band pixels
 };
 
+// Both grids answer, for node i:
+//   presence(i)  the directions that lead to a node, one bit each (as above)
+//   arc(i, k)    the arc from i in direction k (present directions only)
+//   head(i, k)   the node it leads to
+// Slots 0-3 are i's own edges, whose even arcs leave i; direction k >= 4
+// belongs to the neighbour, whose odd arc of slot k - 4 leads back to it.
+// The search visits the set bits of presence(i) in order.
+
 // Whole grid: indices by arithmetic.
 struct WholeGrid {
   WholeGrid(int32_t width, int32_t height, const int32_t* offsets)
-      : width(width), height(height), offsets(offsets),
-        reciprocal(width > 0 ? ((uint64_t(1) << 32) + uint64_t(width) - 1) / uint64_t(width) : 0) {}
+      : width(width),
+        height(height),
+        offsets(offsets),
+        reciprocal(width > 0 ? ((uint64_t(1) << 32) + uint64_t(width) - 1) / uint64_t(width) : 0),
+        step{-1, -width - 1, -width, -width + 1, 1, width + 1, width, width - 1} {}
   int32_t width, height;
   const int32_t* offsets;  // neighbourOffsetTable
   uint64_t reciprocal;     // ceil(2^32 / width): row = i / width by a multiply
+  int32_t step[8];         // node index offset of each direction
 
   // i / width for 0 <= i < 2^31: the product overshoots i / width by less
   // than one half, so the quotient is exact or one too high.
@@ -52,25 +64,19 @@ struct WholeGrid {
     int row = static_cast<int>((uint64_t(uint32_t(i)) * reciprocal) >> 32);
     return row * width > i ? row - 1 : row;
   }
-
-  // Node i's eight arcs in visiting order and the nodes they lead to;
-  // NO_CANDIDATE for both where the direction leaves the grid.
-  void neighbours(int i, int arcs[8], int heads[8]) const {
+  unsigned presence(int i) const {
     const int row = rowOf(i);
     const int column = i - row * width;
-    const bool left = column > 0, right = column < width - 1;
-    const bool up = row > 0, down = row < height - 1;
-    const bool present[8] = {left, left && up, up, up && right, right, right && down, down, down && left};
-    const int node[8] = {i - 1, i - width - 1, i - width, i - width + 1,
-                         i + 1, i + width + 1, i + width, i + width - 1};
-    for (int k = 0; k < 8; ++k) {
-      // Slots 0-3 are i's own edges (even arcs leave i); 4-7 belong to the
-      // neighbour, whose odd arc of the mirrored slot leads back to it.
-      const int arc = k < 4 ? 8 * i + 2 * k : 8 * node[k] + 2 * (k - 4) + 1;
-      arcs[k] = present[k] ? arc : NO_CANDIDATE;
-      heads[k] = present[k] ? node[k] : NO_CANDIDATE;
-    }
+    unsigned m = 0xFF;
+    if (column == 0) m &= ~unsigned(BAND_LEFT | BAND_UPPER_LEFT | BAND_LOWER_LEFT);
+    if (row == 0) m &= ~unsigned(BAND_UPPER_LEFT | BAND_UPPER | BAND_UPPER_RIGHT);
+    if (column == width - 1) m &= ~unsigned(BAND_UPPER_RIGHT | BAND_RIGHT | BAND_LOWER_RIGHT);
+    if (row == height - 1) m &= ~unsigned(BAND_LOWER_RIGHT | BAND_LOWER | BAND_LOWER_LEFT);
+    return m;
   }
+  int head(int i, int k) const { return i + step[k]; }
+  int arc(int i, int k) const { return k < 4 ? 8 * i + 2 * k : 8 * (i + step[k]) + 2 * k - 7; }
+  // Head of any arc, from its index alone.
   int head(int a) const { return ((a + 1) >> 3) + offsets[(a + 1) & 7]; }
 };
 
@@ -80,37 +86,29 @@ struct BandGrid {
   const int32_t* baseUp;
   const int32_t* baseDown;
 
-  void neighbours(int i, int arcs[8], int heads[8]) const {
+  unsigned presence(int i) const { return present[i]; }
+  int head(int i, int k) const {
     const unsigned m = present[i];
-    const int upperLeft = baseUp[i];
-    const int upper = upperLeft + ((m & BAND_UPPER_LEFT) ? 1 : 0);
-    const int upperRight = upper + ((m & BAND_UPPER) ? 1 : 0);
-    const int lowerLeft = baseDown[i];
-    const int lower = lowerLeft + ((m & BAND_LOWER_LEFT) ? 1 : 0);
-    const int lowerRight = lower + ((m & BAND_LOWER) ? 1 : 0);
-    const int node[8] = {i - 1, upperLeft, upper, upperRight, i + 1, lowerRight, lower, lowerLeft};
-    for (int k = 0; k < 8; ++k) {
-      const bool here = (m >> k) & 1;
-      const int arc = k < 4 ? 8 * i + 2 * k : 8 * node[k] + 2 * (k - 4) + 1;
-      arcs[k] = here ? arc : NO_CANDIDATE;
-      heads[k] = here ? node[k] : NO_CANDIDATE;
+    switch (k) {
+      case 0: return i - 1;
+      case 1: return baseUp[i];
+      case 2: return baseUp[i] + ((m & BAND_UPPER_LEFT) ? 1 : 0);
+      case 3: return baseUp[i] + ((m & BAND_UPPER_LEFT) ? 1 : 0) + ((m & BAND_UPPER) ? 1 : 0);
+      case 4: return i + 1;
+      case 5: return baseDown[i] + ((m & BAND_LOWER_LEFT) ? 1 : 0) + ((m & BAND_LOWER) ? 1 : 0);
+      case 6: return baseDown[i] + ((m & BAND_LOWER_LEFT) ? 1 : 0);
+      default: return baseDown[i];
     }
   }
-  // An odd arc points back to its owner; an even one to the owner's
-  // neighbour in its slot.
-  int head(int a) const {
-    const int owner = a >> 3;
-    if (a & 1) return owner;
-    switch ((a >> 1) & 3) {
-      case 0:
-        return owner - 1;
-      case 1:
-        return baseUp[owner];
-      case 2:
-        return baseUp[owner] + ((present[owner] & BAND_UPPER_LEFT) ? 1 : 0);
-      default:
-        return baseUp[owner] + ((present[owner] & BAND_UPPER_LEFT) ? 1 : 0) +
-               ((present[owner] & BAND_UPPER) ? 1 : 0);
-    }
-  }
+  int arc(int i, int k) const { return k < 4 ? 8 * i + 2 * k : 8 * head(i, k) + 2 * k - 7; }
+  // Head of any arc: an odd arc points back to its owner, an even one to the
+  // owner's neighbour in its slot.
+  int head(int a) const { return (a & 1) ? a >> 3 : head(a >> 3, (a >> 1) & 3); }
 };
+
+// Node i's eight arcs in visiting order, NO_CANDIDATE where there is none.
+template <class Grid>
+void arcsOf(const Grid& grid, int i, int arcs[8]) {
+  const unsigned m = grid.presence(i);
+  for (int k = 0; k < 8; ++k) arcs[k] = ((m >> k) & 1) ? grid.arc(i, k) : NO_CANDIDATE;
+}

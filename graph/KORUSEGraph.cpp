@@ -266,11 +266,10 @@ int KORUSEGraph::arcHead(int arc) const {
 }
 
 void KORUSEGraph::neighbourArcs(int i, int arcs[8]) const {
-  int heads[8];
   if (band)
-    BandGrid{band->present, band->baseUp, band->baseDown}.neighbours(i, arcs, heads);
+    arcsOf(BandGrid{band->present, band->baseUp, band->baseDown}, i, arcs);
   else
-    WholeGrid{width, height, neighbourOffsetTable}.neighbours(i, arcs, heads);
+    arcsOf(WholeGrid{width, height, neighbourOffsetTable}, i, arcs);
 }
 
 bool KORUSEGraph::completeGraph() const {

@@ -47,11 +47,11 @@ float KORUSEGraph::maxFlowSerialCall() {
 // never negative and an absent edge holds -2 both ways, so "> 0" is "present
 // and not saturated".
 template <class Grid>
-int SearchTree<Grid>::growSource(int node, const int arcs[8], const int heads[8]) {
-  for (int k = 0; k < 8; ++k) {
-    const int a = arcs[k];
-    if (a == NO_CANDIDATE || !(cap[a] > 0.0f)) continue;
-    const int j = heads[k];
+int SearchTree<Grid>::growSource(int node) {
+  for (unsigned m = grid.presence(node); m; m &= m - 1) {
+    const int k = __builtin_ctz(m), a = grid.arc(node, k);
+    if (!(cap[a] > 0.0f)) continue;
+    const int j = grid.head(node, k);
     if (tree[j] == SINK_TREE) return a;
     if (tree[j] == FREE_NODE) {
       tree[j] = SOURCE_TREE;
@@ -65,11 +65,11 @@ int SearchTree<Grid>::growSource(int node, const int arcs[8], const int heads[8]
 // A sink node: grow over the arcs j -> i into it with residual capacity.
 // Returns the arc j -> i from the source tree, or NO_CANDIDATE.
 template <class Grid>
-int SearchTree<Grid>::growSink(int node, const int arcs[8], const int heads[8]) {
-  for (int k = 0; k < 8; ++k) {
-    const int a = arcs[k];
-    if (a == NO_CANDIDATE || !(cap[KORUSEGraph::sisterArc(a)] > 0.0f)) continue;
-    const int j = heads[k];
+int SearchTree<Grid>::growSink(int node) {
+  for (unsigned m = grid.presence(node); m; m &= m - 1) {
+    const int k = __builtin_ctz(m), a = grid.arc(node, k);
+    if (!(cap[KORUSEGraph::sisterArc(a)] > 0.0f)) continue;
+    const int j = grid.head(node, k);
     if (tree[j] == SOURCE_TREE) return KORUSEGraph::sisterArc(a);
     if (tree[j] == FREE_NODE) {
       tree[j] = SINK_TREE;
@@ -106,14 +106,12 @@ float SearchTree<Grid>::run() {
       popActive();
     }
     nextActive[current] = NOT_QUEUED;
-    int arcs[8], heads[8];
-    grid.neighbours(current, arcs, heads);
     // A free node lost its tree since it was queued: nothing to grow.
     int middle = NO_CANDIDATE;
     if (tree[current] == SOURCE_TREE)
-      middle = growSource(current, arcs, heads);
+      middle = growSource(current);
     else if (tree[current] == SINK_TREE)
-      middle = growSink(current, arcs, heads);
+      middle = growSink(current);
 
     ++work;
     if (middle != NO_CANDIDATE) {

@@ -100,10 +100,10 @@ class SearchTree {
   }
 
  private:
-  int growSource(int node, const int arcs[8], const int heads[8]);
-  int growSink(int node, const int arcs[8], const int heads[8]);
+  int growSource(int node);
+  int growSink(int node);
   int adoptOrphans();
-  void release(int orphan, const int arcs[8], const int heads[8]);
+  void release(int orphan);
 
   // One side of an augmenting path as the bottleneck pass found it, for the
   // update pass: the first kPathRecord nodes and their parent arcs (a longer
@@ -115,8 +115,10 @@ class SearchTree {
     int length;  // steps recorded
     int rest;    // the node the record stops at (its root when the side is whole)
   };
-  float bottleneck(int start, bool sinkSide, float f, PathSide& side);
-  void push(bool sinkSide, float f, const PathSide& side);
+  template <bool kSinkSide>
+  float bottleneck(int start, float f, PathSide& side);
+  template <bool kSinkSide>
+  void push(float f, const PathSide& side);
 
   KORUSEGraph& g;
   const Grid grid;
