@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
+#include <cstring>
 #include <memory>
 #include <queue>
 #include <random>
@@ -13,6 +14,7 @@
 #include "LogCapture.h"
 #include "path/MinPriorityQueue.h"
 #include "path/PathSearch.h"
+#include "path/PlainPathSearch.h"
 
 namespace {
 
@@ -158,4 +160,58 @@ TEST(PathSearch, StartAndBadInput) {
   // Labels of the wrong size are ignored and a missing cost image is skipped.
   EXPECT_EQ(find_parent_info(colour.get(), makeImage(3, 3, 1).get(), 0, 0, 1.0, nullptr).size(), 35u);
   EXPECT_EQ(log.count("Error"), 5u);
+}
+
+namespace {
+
+// A seeded image for the comparison below: colours from [0, range) (a small
+// range gives many equal costs), labels by `mix`: 0 none, 1 any of 0..5 per
+// pixel, 2 object and background halves with 0 and 5 sprinkled in, so steps
+// across the border block, 3 mostly unlabelled.
+struct RandomInput {
+  Image colour, labels;
+  RandomInput(std::mt19937& rng, int w, int h, int range, int mix)
+      : colour(makeImage(w, h, 3)), labels(mix ? makeImage(w, h, 1) : Image(nullptr, [](IplImage*) {})) {
+    const int split = 1 + static_cast<int>(rng() % (w + h));
+    for (int r = 0; r < h; ++r)
+      for (int c = 0; c < w; ++c) {
+        auto* px = reinterpret_cast<unsigned char*>(colour->imageData + r * colour->widthStep) + 3 * c;
+        for (int ch = 0; ch < 3; ++ch) px[ch] = static_cast<unsigned char>(rng() % range);
+        if (!mix) continue;
+        const int any = rng() % 6, side = (r + c < split) ? 2 : 1;
+        const int label = mix == 1 ? any : mix == 2 ? (any == 0 ? 0 : any == 5 ? 5 : side + 2 * (any % 2))
+                                                    : (any == 0 ? static_cast<int>(1 + rng() % 4) : 0);
+        labels->imageData[r * labels->widthStep + c] = static_cast<char>(label);
+      }
+  }
+};
+
+}  // namespace
+
+TEST(PathSearch, SameBitsAsThePlainSearch) {
+  // The fast search against plainParentInfo, which follows the steps one by
+  // one with Node_, assign_weight and MinPriorityQueue: parents and every
+  // cost, compared bit for bit.
+  std::mt19937 rng(5021);
+  const std::vector<std::pair<int, int>> sizes = {{1, 1}, {1, 9}, {9, 1}, {2, 2}, {3, 3}, {7, 5}, {5, 7}, {33, 17}, {120, 90}};
+  const double alphas[] = {0.0, 1.0, 0.5, 0.3, 2.0, -0.25};  // 2 and -0.25 give NaN steps
+  const int ranges[] = {1, 2, 3, 256};
+  for (int round = 0; round < 400; ++round) {
+    const auto [w, h] = round < 300 ? std::pair<int, int>(1 + rng() % 24, 1 + rng() % 24) : sizes[round % sizes.size()];
+    const int range = ranges[rng() % 4], mix = rng() % 4;
+    const double alpha = round % 7 == 6 ? std::uniform_real_distribution<double>(0, 1)(rng) : alphas[rng() % 6];
+    RandomInput in(rng, w, h, range, mix);
+    const int n = w * h, start = round % 3 == 0 ? static_cast<int>(rng() % n) : round % 3 == 1 ? 0 : n - 1;
+    SCOPED_TRACE(testing::Message() << w << "x" << h << " range " << range << " mix " << mix << " alpha " << alpha << " start " << start);
+
+    std::vector<double> plainCosts;
+    const auto plain = plainParentInfo(in.colour.get(), in.labels.get(), start / w, start % w, alpha, &plainCosts);
+    Image cost = makeImage(w, h, 1, {}, IPL_DEPTH_64F);
+    ASSERT_EQ(find_parent_info(in.colour.get(), in.labels.get(), start / w, start % w, alpha, cost.get()), plain);
+    ASSERT_EQ(find_parent_info(in.colour.get(), in.labels.get(), start / w, start % w, alpha), plain);
+    for (int p = 0; p < n; ++p) {
+      const double got = at(cost, p / w, p % w);
+      ASSERT_EQ(std::memcmp(&got, &plainCosts[p], sizeof got), 0) << p << ": " << got << " vs " << plainCosts[p];
+    }
+  }
 }
