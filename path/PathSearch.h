@@ -65,7 +65,8 @@ void assign_weight(IplImage* colour, IplImage* labels, Node_& node, int r, int c
 // not inside the image; that is the one exception this library lets out.
 // Other bad input (null or unusable colour image, too many pixels, no
 // memory) is logged and gives an empty vector. Costs O(n log n) time and
-// about 180 bytes per pixel.
+// 24 bytes per pixel, the answer included; plainParentInfo
+// (PlainPathSearch.h) is the same search written plainly.
 std::vector<int32_t> find_parent_info(IplImage* colour, IplImage* labels, int startRow,
                                       int startColumn, double alpha);
 
