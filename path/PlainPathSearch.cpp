@@ -31,6 +31,9 @@ std::vector<Node_> buildNodes(IplImage* colour, IplImage* labels, double alpha) 
 void relaxAll(std::vector<Node_>& nodes) {
   const int n = static_cast<int>(nodes.size());
   MinPriorityQueue queue;
+  // Reserved so that vector growth does not pad the memory it is measured by.
+  queue.heap.reserve(nodes.size() + 1);
+  queue.position.reserve(nodes.size());
   for (int i = 0; i < n; ++i) queue.push(Qnode{i, nodes[i].cost});
 
   for (int popped = 0; popped < n; ++popped) {
