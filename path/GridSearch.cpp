@@ -74,9 +74,12 @@ GridSearchResult searchGrid(const IplImage* colour, const IplImage* labels, long
       const int32_t slot = heap.slotOf(v);
       if (slot < 0) continue;  // popped
       const double alt = weightOf(k, blocked, here, here + byteStep[k], alpha) + u.key;
-      if (alt < heap.keyAt(slot)) {
+      // Without a parent v was never lowered: its key is still kNoStep, and
+      // the heap, far away in memory, need not be read.
+      const double cost = parents[v] < 0 ? kNoStep : heap.keyAt(slot);
+      if (alt < cost) {
         parents[v] = u.id;
-        heap.lowerKeyAt(slot, alt);
+        heap.lowerKeyAt(slot, v, alt);
       }
     }
   }

@@ -11,6 +11,7 @@
 // so the final costs need no array of their own. 20 bytes per pixel.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -33,9 +34,9 @@ class PathHeap {
   // Removes and returns the entry with the smallest key. Needs !empty().
   Qnode popMin();
 
-  // Gives the entry in `slot` the key `key`, no greater than its current
-  // one, and sifts it up (decrease-key).
-  void lowerKeyAt(int32_t slot, double key);
+  // Gives id, whose entry is in `slot`, the key `key`, no greater than its
+  // current one, and sifts it up (decrease-key).
+  void lowerKeyAt(int32_t slot, int32_t id, double key) { siftUp(slot, Qnode{id, key}); }
 
   // The key id had when it was popped. Needs id popped.
   double poppedKey(int32_t id) const { return heap_[~slot_[id]].key; }
@@ -44,7 +45,53 @@ class PathHeap {
   void siftUp(int32_t slot, Qnode entry);
   void siftDown(int32_t slot, Qnode entry);
 
-  std::vector<Qnode> heap_;     // 1-based, slots 1..last_ live; slot 0 unused
-  std::vector<int32_t> slot_;   // heap slot of each id; ~slot of its popped entry
-  int32_t last_ = 0;            // last live slot; 0 when empty
+  std::vector<Qnode> heap_;    // slots 1..last_ live, then the popped; 0 and n + 1 unused
+  std::vector<int32_t> slot_;  // heap slot of each id; ~slot of its popped entry
+  int32_t last_ = 0;           // last live slot; 0 when empty
 };
+
+// ---- inline: the search calls these for every pixel ----------------------------
+
+// Where MinPriorityQueue swaps entry and parent while the parent's key is
+// strictly greater, this moves the parent down and drops the entry once.
+inline void PathHeap::siftUp(int32_t slot, Qnode entry) {
+  Qnode* const heap = heap_.data();
+  while (slot >= 2) {
+    const int32_t parent = slot / 2;
+    if (!(heap[parent].key > entry.key)) break;
+    heap[slot] = heap[parent];
+    slot_[heap[slot].id] = slot;
+    slot = parent;
+  }
+  heap[slot] = entry;
+  slot_[entry.id] = slot;
+}
+
+// The smaller child, the left one on a tie, rises while the entry's key is
+// strictly greater.
+inline void PathHeap::siftDown(int32_t slot, Qnode entry) {
+  Qnode* const heap = heap_.data();
+  const int32_t last = last_;  // a local: the slot_ stores could alias the member
+  while (slot <= last / 2) {
+    int32_t child = 2 * slot;
+    // Picked without a branch: which child is smaller is a coin toss no
+    // predictor learns. At child == last, slot last + 1 is read in vain.
+    child += (child != last) & (heap[child + 1].key < heap[child].key);
+    if (!(entry.key > heap[child].key)) break;
+    heap[slot] = heap[child];
+    slot_[heap[slot].id] = slot;
+    slot = child;
+  }
+  heap[slot] = entry;
+  slot_[entry.id] = slot;
+}
+
+inline Qnode PathHeap::popMin() {
+  const Qnode top = heap_[1];
+  const int32_t freed = last_--;
+  // The last entry moves to the root and sinks; the freed slot keeps `top`.
+  if (freed > 1) siftDown(1, heap_[freed]);
+  heap_[freed] = top;
+  slot_[top.id] = ~freed;
+  return top;
+}
