@@ -127,6 +127,16 @@ void BM_FindParentInfo(benchmark::State& state) {
   });
 }
 
+// The overload that also writes every cost, into a double image.
+void BM_FindParentInfoWithCosts(benchmark::State& state) {
+  IplImage* costs = cvCreateImage(cvSize(static_cast<int>(state.range(1)), static_cast<int>(state.range(2))),
+                                  IPL_DEPTH_64F, 1);
+  runSearch(state, [costs](IplImage* colour, int r, int c) {
+    return find_parent_info(colour, nullptr, r, c, 0.5, costs);
+  });
+  cvReleaseImage(&costs);
+}
+
 void BM_PlainParentInfo(benchmark::State& state) {
   runSearch(state, [](IplImage* colour, int r, int c) {
     return plainParentInfo(colour, nullptr, r, c, 0.5);
@@ -139,6 +149,7 @@ void BM_PlainParentInfo(benchmark::State& state) {
 // it runs at the full size only, each time straight after the fast one.
 BENCHMARK(BM_FindParentInfo)->Args({kScene, 320, 240})->Args({kRandom, 320, 240})->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FindParentInfo)->Args({kScene, 1280, 960})->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FindParentInfoWithCosts)->Args({kScene, 1280, 960})->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PlainParentInfo)->Args({kScene, 1280, 960})->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FindParentInfo)->Args({kRandom, 1280, 960})->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PlainParentInfo)->Args({kRandom, 1280, 960})->Unit(benchmark::kMillisecond);

@@ -206,12 +206,18 @@ TEST(PathSearch, SameBitsAsThePlainSearch) {
 
     std::vector<double> plainCosts;
     const auto plain = plainParentInfo(in.colour.get(), in.labels.get(), start / w, start % w, alpha, &plainCosts);
-    Image cost = makeImage(w, h, 1, {}, IPL_DEPTH_64F);
-    ASSERT_EQ(find_parent_info(in.colour.get(), in.labels.get(), start / w, start % w, alpha, cost.get()), plain);
     ASSERT_EQ(find_parent_info(in.colour.get(), in.labels.get(), start / w, start % w, alpha), plain);
+    // Costs in double, one or two channels, stored directly or (with a
+    // region of interest) through cvSet2D, and in float.
+    const int kind = round % 4;
+    Image cost = makeImage(w, h, kind == 3 ? 2 : 1, {}, kind == 2 ? IPL_DEPTH_32F : IPL_DEPTH_64F);
+    cvSet(cost.get(), cvScalarAll(7));
+    if (kind == 1) cvSetImageROI(cost.get(), cvRect(0, 0, w, h));
+    ASSERT_EQ(find_parent_info(in.colour.get(), in.labels.get(), start / w, start % w, alpha, cost.get()), plain);
     for (int p = 0; p < n; ++p) {
-      const double got = at(cost, p / w, p % w);
-      ASSERT_EQ(std::memcmp(&got, &plainCosts[p], sizeof got), 0) << p << ": " << got << " vs " << plainCosts[p];
+      const CvScalar got = cvGet2D(cost.get(), p / w, p % w);
+      const double want = kind == 2 ? static_cast<float>(std::min(plainCosts[p], double(FLT_MAX))) : plainCosts[p];
+      ASSERT_TRUE(std::memcmp(&got.val[0], &want, sizeof want) == 0 && got.val[1] == 0.0) << p << ": " << got.val[0] << " vs " << want;
     }
   }
 }
