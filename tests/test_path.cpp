@@ -111,10 +111,34 @@ TEST(PathSearch, OctileDistancesAndColourLines) {
     EXPECT_NEAR(at(cost, p / w, p % w), onLine(p) ? 0.0 : std::sqrt(11000.0), 1e-9);
     if (onLine(p) && p != 10) EXPECT_TRUE(parents[p] >= 0 && onLine(parents[p])) << p;
   }
-  // Ties keep the first relaxation. 3x3 from the corner: 1 and 3 (cost 1) pop
-  // before 4 (sqrt 2), so 5 and 7, at 1 + sqrt 2 either way, get parents 1 and 3.
-  EXPECT_EQ(find_parent_info(makeImage(3, 3, 3).get(), nullptr, 0, 0, 1.0),
-            (std::vector<int32_t>{0, 0, 1, 0, 0, 1, 3, 3, 4}));
+}
+
+TEST(PathSearch, EqualCostsKeepTheFirstRelaxation) {
+  // 5 x 4, one colour, alpha = 1: a step costs its length, 1 or r = sqrt 2.
+  // From 6 at (1, 1), costs and parents by hand (pixel p at row p / 5):
+  //
+  //    r    1    r    r+1   r+2          6  6  6  7  8
+  //    1    0    1    2     3            6  6  6  7  8
+  //    r    1    r    r+1   r+2          6  6  6  7  8
+  //   r+1   2   r+1   r+r   r+(r+1)     11 11 11 12 13
+  //
+  // 3 is reached at the same cost from 7 (1, then a diagonal) and from 2
+  // (r, then a straight step); 7 pops first and keeps it. So do 13 (7
+  // before 12), 15 and 17 (11 before 10 and 12), 4 and 14 (8, at 2, before
+  // 3 and 13, at r+1). The pairs agree bit for bit: r + 1 == 1 + r, and
+  // 1 + (r + 1) == r + 2, both rounding r at the same place. 19 takes
+  // r + (r + 1) from 13, one ulp below 18's 1 + (r + r).
+  const double r = std::sqrt(2.0);
+  const std::vector<double> costs = {r,     1, r,     r + 1, r + 2,
+                                     1,     0, 1,     2,     3,
+                                     r,     1, r,     r + 1, r + 2,
+                                     r + 1, 2, r + 1, r + r, r + (r + 1)};
+  const std::vector<int32_t> parents = {6, 6, 6, 7, 8, 6, 6, 6, 7, 8, 6, 6, 6, 7, 8, 11, 11, 11, 12, 13};
+  Image colour = makeImage(5, 4, 3), cost = makeImage(5, 4, 1, {}, IPL_DEPTH_64F);
+  EXPECT_EQ(find_parent_info(colour.get(), nullptr, 1, 1, 1.0, cost.get()), parents);
+  EXPECT_EQ(plainParentInfo(colour.get(), nullptr, 1, 1, 1.0), parents);
+  for (int p = 0; p < 20; ++p) EXPECT_EQ(at(cost, p / 5, p % 5), costs[p]) << p;
+  EXPECT_LT(costs[19], 1 + (r + r));
 }
 
 TEST(PathSearch, BlockedStepsKeepTheDownRightAsymmetry) {
