@@ -11,7 +11,6 @@
 // so the final costs need no array of their own. 20 bytes per pixel.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <vector>
 

@@ -71,7 +71,7 @@ std::vector<int32_t> find_parent_info(IplImage* colour, IplImage* labels, int st
                                       int startColumn, double alpha);
 
 // As above, and also writes each pixel's path cost into costImage at
-// (row, column) with cvSet2D, cost in the first channel, 0 in the others;
+// (row, column) as cvSet2D does, cost in the first channel, 0 in the others;
 // unreached pixels get DBL_MAX as far as the image depth can hold it. A null
 // cost image or one of another size is logged and left unwritten.
 std::vector<int32_t> find_parent_info(IplImage* colour, IplImage* labels, int startRow,
