@@ -1,80 +1,21 @@
 #include "path/PathSearch.h"
 
-#include <android/log.h>
-
 #include <algorithm>
 #include <cfloat>
 #include <climits>
-#include <cmath>
 #include <new>
 #include <opencv2/core.hpp>
 #include <stdexcept>
+#include <utility>
 
-#include "path/MinPriorityQueue.h"
+#include "path/GridSearch.h"
+#include "path/PathSteps.h"
+#include "path/SearchInput.h"
 #include "support/KORULog.h"
 
+using namespace path_detail;
+
 namespace {
-
-// Neighbour table, k = 0..7 counter-clockwise from below right.
-constexpr int kRowStep[kPathNeighbours] = {1, 0, -1, -1, -1, 0, 1, 1};
-constexpr int kColStep[kPathNeighbours] = {1, 1, 1, 0, -1, -1, -1, 0};
-constexpr double kStepLength2[kPathNeighbours] = {2.0, 1.0, 2.0, 1.0, 2.0, 1.0, 2.0, 1.0};
-
-// Turns a sum of three squared channel differences into their mean.
-constexpr double kOneThird = 0.3333333333333333;
-
-// Cost of a step that must not be taken (and of an unreached pixel).
-constexpr double kNoStep = DBL_MAX;
-
-bool inside(const IplImage* image, int r, int c) {
-  return r >= 0 && c >= 0 && r < image->height && c < image->width;
-}
-
-// The search reads three bytes per pixel at 3c of each row.
-bool colourUsable(const IplImage* colour) {
-  return colour && colour->imageData && colour->depth == IPL_DEPTH_8U && colour->nChannels >= 3 &&
-         colour->width >= 0 && colour->height >= 0 && colour->widthStep >= 3LL * colour->width;
-}
-
-bool labelsMatch(const IplImage* labels, const IplImage* colour) {
-  return labels->imageData && labels->depth == IPL_DEPTH_8U && labels->nChannels == 1 &&
-         labels->width == colour->width && labels->height == colour->height &&
-         labels->widthStep >= labels->width;
-}
-
-// The label image the search may read: null when there is none or when it
-// does not fit the colour image (then it is logged and ignored).
-IplImage* usableLabels(IplImage* labels, const IplImage* colour, const char* function) {
-  if (!labels || labelsMatch(labels, colour)) return labels;
-  logBadCall(function, "label image is not 8-bit 1-channel at the colour size; labels ignored");
-  return nullptr;
-}
-
-const unsigned char* colourAt(const IplImage* colour, int r, int c) {
-  return reinterpret_cast<const unsigned char*>(colour->imageData) +
-         static_cast<long long>(r) * colour->widthStep + 3LL * c;
-}
-
-unsigned char labelAt(const IplImage* labels, int r, int c) {
-  return reinterpret_cast<const unsigned char*>(
-      labels->imageData)[static_cast<long long>(r) * labels->widthStep + c];
-}
-
-// Mean squared channel difference of two pixels.
-double meanSquaredDifference(const unsigned char* a, const unsigned char* b) {
-  const int d0 = a[0] - b[0], d1 = a[1] - b[1], d2 = a[2] - b[2];
-  return (d0 * d0 + d1 * d1 + d2 * d2) * kOneThird;
-}
-
-// sqrt(alpha * d2 + (1 - alpha) * m), written as the blend below.
-double stepCost(double m, double d2, double alpha) { return std::sqrt((d2 - m) * alpha + m); }
-
-// 0 for no side, 1 for background (1, 3), 2 for object (2, 4).
-int sideOf(unsigned char label) {
-  if (label == 1 || label == 3) return 1;
-  if (label == 2 || label == 4) return 2;
-  return 0;
-}
 
 void fillIndices(Node_& node, int height, int width, int r, int c) {
   for (int k = 0; k < kPathNeighbours; ++k) {
@@ -109,95 +50,15 @@ int fillWeights(const IplImage* colour, const IplImage* labels, Node_& node, int
       node.neighbours[k].weight = kNoStep;
       continue;
     }
-    if (side != 0) {
-      const int other = sideOf(labelAt(labels, nr, nc));
-      if (other != 0 && other != side) {
-        // Deliberately weight 0, whatever k is: weight k itself stays as it was.
-        node.neighbours[0].weight = kNoStep;
-        continue;
-      }
+    if (labels && blocks(side, sideOf(labelAt(labels, nr, nc)))) {
+      // Deliberately weight 0, whatever k is: weight k itself stays as it was.
+      node.neighbours[0].weight = kNoStep;
+      continue;
     }
     const double m = meanSquaredDifference(here, colourAt(colour, nr, nc));
     node.neighbours[k].weight = stepCost(m, kStepLength2[k], alpha);
   }
   return mismatched;
-}
-
-// Steps 1 and 2: one fresh node per pixel, indices and weights filled.
-void buildNodes(const IplImage* colour, const IplImage* labels, double alpha,
-                std::vector<Node_>& nodes) {
-  const int width = colour->width, height = colour->height;
-  // Each node starts zeroed and is appended once filled, so the large array
-  // is written once rather than zeroed first and filled after.
-  nodes.clear();
-  nodes.reserve(static_cast<size_t>(width) * height);
-  for (int r = 0; r < height; ++r) {
-    for (int c = 0; c < width; ++c) {
-      Node_ node;
-      node.index = r * width + c;
-      node.cost = kNoStep;
-      node.parent = -1;
-      fillIndices(node, height, width, r, c);
-      fillWeights(colour, labels, node, r, c, alpha);
-      nodes.push_back(node);
-    }
-  }
-}
-
-// Dijkstra over the nodes from the start, which already has cost 0.
-void relaxAll(std::vector<Node_>& nodes) {
-  const int n = static_cast<int>(nodes.size());
-  MinPriorityQueue queue;
-  queue.heap.reserve(nodes.size() + 1);
-  queue.position.reserve(nodes.size());
-  for (int i = 0; i < n; ++i) queue.push(Qnode{i, nodes[i].cost});
-
-  for (int popped = 0; popped < n; ++popped) {
-    const Node_& u = nodes.at(queue.pop_min().id);
-    for (const Node_::Neighbour& step : u.neighbours) {
-      const int v = step.index;
-      if (v == -1 || queue.position.at(v) == -1) continue;
-      const double alt = step.weight + u.cost;
-      // Strictly less: among equal costs the first relaxation keeps the parent.
-      if (alt < nodes[v].cost) {
-        nodes[v].parent = u.index;
-        const int slot = queue.position[v];
-        queue.heap.at(slot).key = alt;
-        queue.prelocate_up(slot);
-        nodes[v].cost = alt;
-      }
-    }
-  }
-}
-
-// The whole search. False (after logging) for input it cannot work on; a
-// start outside the image throws std::out_of_range from the checked access.
-bool search(IplImage* colour, IplImage* labels, int startRow, int startColumn, double alpha,
-            const char* function, std::vector<Node_>& nodes) {
-  if (!colourUsable(colour)) {
-    logBadCall(function, "colour image is null or not 8-bit with 3 channels");
-    return false;
-  }
-  // Pixel indices are int32.
-  if (static_cast<long long>(colour->width) * colour->height > INT_MAX) {
-    logBadCall(function, "image has too many pixels for the search");
-    return false;
-  }
-  buildNodes(colour, usableLabels(labels, colour, function), alpha, nodes);
-
-  // No clamping: any index past the last pixel (or negative) is the caller's fault.
-  const long long s = static_cast<long long>(startRow) * colour->width + startColumn;
-  Node_& start = nodes.at(static_cast<size_t>(s));
-  start.cost = 0.0;
-  start.parent = start.index;
-
-  relaxAll(nodes);
-  return true;
-}
-
-void logNoMemory(const char* function, const IplImage* colour) {
-  __android_log_print(ANDROID_LOG_ERROR, "TAG_MEM", "%s: no memory for a %d x %d search", function,
-                      colour->width, colour->height);
 }
 
 // The largest value an element of this depth holds. OpenCV rounds through
@@ -223,14 +84,45 @@ double depthMaximum(int depth) {
   }
 }
 
+// Whether cvSet2D would store a pixel of this image as plain floats or
+// doubles at imageData + r * widthStep + c * pixel size: a valid header with
+// data, interleaved, no region of interest, 1 to 4 channels, 32F or 64F.
+bool plainFloatingPoint(const IplImage* image) {
+  return image->nSize == static_cast<int>(sizeof(IplImage)) && image->imageData && !image->roi &&
+         image->dataOrder == 0 && image->nChannels >= 1 && image->nChannels <= 4 &&
+         (image->depth == IPL_DEPTH_32F || image->depth == IPL_DEPTH_64F);
+}
+
+// What cvSet2D(image, r, c, cvScalar(cost, 0, 0, 0)) stores, stored directly:
+// a call per pixel would cost a third of the search.
+template <typename Element>
+void storeCosts(const PathHeap& heap, int width, int height, IplImage* image, double most) {
+  const int channels = image->nChannels;
+  for (int r = 0; r < height; ++r) {
+    auto* row = reinterpret_cast<Element*>(image->imageData + static_cast<long long>(r) * image->widthStep);
+    for (int c = 0; c < width; ++c) {
+      Element* pixel = row + static_cast<long long>(c) * channels;
+      pixel[0] = static_cast<Element>(std::min(heap.poppedKey(r * width + c), most));
+      for (int k = 1; k < channels; ++k) pixel[k] = 0;
+    }
+  }
+}
+
 // The parents stay valid when OpenCV refuses the image, so that is only logged.
-void writeCosts(const std::vector<Node_>& nodes, int width, int height, IplImage* costImage,
+void writeCosts(const PathHeap& heap, int width, int height, IplImage* costImage,
                 const char* function) {
   const double most = depthMaximum(costImage->depth);
+  if (plainFloatingPoint(costImage)) {
+    if (costImage->depth == IPL_DEPTH_64F)
+      storeCosts<double>(heap, width, height, costImage, most);
+    else
+      storeCosts<float>(heap, width, height, costImage, most);
+    return;
+  }
   try {
     for (int r = 0; r < height; ++r)
       for (int c = 0; c < width; ++c) {
-        const double cost = nodes[static_cast<size_t>(r) * width + c].cost;
+        const double cost = heap.poppedKey(r * width + c);
         cvSet2D(costImage, r, c, cvScalar(std::min(cost, most), 0, 0, 0));
       }
   } catch (const cv::Exception& e) {
@@ -275,17 +167,16 @@ void assign_weight(IplImage* colour, IplImage* labels, Node_& node, int r, int c
 
 std::vector<int32_t> find_parent_info(IplImage* colour, IplImage* labels, int startRow,
                                       int startColumn, double alpha) {
+  const char* const function = "find_parent_info";
   try {
-    std::vector<Node_> nodes;
-    if (!search(colour, labels, startRow, startColumn, alpha, "find_parent_info", nodes)) return {};
-    std::vector<int32_t> parents;
-    parents.reserve(nodes.size());
-    for (const Node_& node : nodes) parents.push_back(node.parent);
-    return parents;
+    if (!searchableColour(colour, function)) return {};
+    labels = usableLabels(labels, colour, function);
+    const long long start = static_cast<long long>(startRow) * colour->width + startColumn;
+    return searchGrid(colour, labels, start, alpha).parents;
   } catch (const std::bad_alloc&) {
-    logNoMemory("find_parent_info", colour);
+    logNoMemory(function, colour);
   } catch (const std::length_error&) {
-    logNoMemory("find_parent_info", colour);
+    logNoMemory(function, colour);
   }
   return {};
 }
@@ -294,20 +185,19 @@ std::vector<int32_t> find_parent_info(IplImage* colour, IplImage* labels, int st
                                       int startColumn, double alpha, IplImage* costImage) {
   const char* const function = "find_parent_info";
   try {
-    std::vector<Node_> nodes;
-    if (!search(colour, labels, startRow, startColumn, alpha, function, nodes)) return {};
-    const int width = colour->width, height = colour->height;
-    std::vector<int32_t> parents;
-    parents.reserve(nodes.size());
-    for (const Node_& node : nodes) parents.push_back(node.parent);
+    if (!searchableColour(colour, function)) return {};
+    labels = usableLabels(labels, colour, function);
+    const long long start = static_cast<long long>(startRow) * colour->width + startColumn;
+    GridSearchResult found = searchGrid(colour, labels, start, alpha);
 
+    const int width = colour->width, height = colour->height;
     if (!costImage)
       logBadCall(function, "no cost image; costs not written");
     else if (costImage->width != width || costImage->height != height)
       logBadCall(function, "cost image size differs from the colour image; costs not written");
     else
-      writeCosts(nodes, width, height, costImage, function);
-    return parents;
+      writeCosts(found.heap, width, height, costImage, function);
+    return std::move(found.parents);
   } catch (const std::bad_alloc&) {
     logNoMemory(function, colour);
   } catch (const std::length_error&) {

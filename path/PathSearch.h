@@ -65,12 +65,13 @@ void assign_weight(IplImage* colour, IplImage* labels, Node_& node, int r, int c
 // not inside the image; that is the one exception this library lets out.
 // Other bad input (null or unusable colour image, too many pixels, no
 // memory) is logged and gives an empty vector. Costs O(n log n) time and
-// about 180 bytes per pixel.
+// 24 bytes per pixel, the answer included; plainParentInfo
+// (PlainPathSearch.h) is the same search written plainly.
 std::vector<int32_t> find_parent_info(IplImage* colour, IplImage* labels, int startRow,
                                       int startColumn, double alpha);
 
 // As above, and also writes each pixel's path cost into costImage at
-// (row, column) with cvSet2D, cost in the first channel, 0 in the others;
+// (row, column) as cvSet2D does, cost in the first channel, 0 in the others;
 // unreached pixels get DBL_MAX as far as the image depth can hold it. A null
 // cost image or one of another size is logged and left unwritten.
 std::vector<int32_t> find_parent_info(IplImage* colour, IplImage* labels, int startRow,

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
+#include <cstring>
 #include <memory>
 #include <queue>
 #include <random>
@@ -13,6 +14,7 @@
 #include "LogCapture.h"
 #include "path/MinPriorityQueue.h"
 #include "path/PathSearch.h"
+#include "path/PlainPathSearch.h"
 
 namespace {
 
@@ -109,10 +111,34 @@ TEST(PathSearch, OctileDistancesAndColourLines) {
     EXPECT_NEAR(at(cost, p / w, p % w), onLine(p) ? 0.0 : std::sqrt(11000.0), 1e-9);
     if (onLine(p) && p != 10) EXPECT_TRUE(parents[p] >= 0 && onLine(parents[p])) << p;
   }
-  // Ties keep the first relaxation. 3x3 from the corner: 1 and 3 (cost 1) pop
-  // before 4 (sqrt 2), so 5 and 7, at 1 + sqrt 2 either way, get parents 1 and 3.
-  EXPECT_EQ(find_parent_info(makeImage(3, 3, 3).get(), nullptr, 0, 0, 1.0),
-            (std::vector<int32_t>{0, 0, 1, 0, 0, 1, 3, 3, 4}));
+}
+
+TEST(PathSearch, EqualCostsKeepTheFirstRelaxation) {
+  // 5 x 4, one colour, alpha = 1: a step costs its length, 1 or r = sqrt 2.
+  // From 6 at (1, 1), costs and parents by hand (pixel p at row p / 5):
+  //
+  //    r    1    r    r+1   r+2          6  6  6  7  8
+  //    1    0    1    2     3            6  6  6  7  8
+  //    r    1    r    r+1   r+2          6  6  6  7  8
+  //   r+1   2   r+1   r+r   r+(r+1)     11 11 11 12 13
+  //
+  // 3 is reached at the same cost from 7 (1, then a diagonal) and from 2
+  // (r, then a straight step); 7 pops first and keeps it. So do 13 (7
+  // before 12), 15 and 17 (11 before 10 and 12), 4 and 14 (8, at 2, before
+  // 3 and 13, at r+1). The pairs agree bit for bit: r + 1 == 1 + r, and
+  // 1 + (r + 1) == r + 2, both rounding r at the same place. 19 takes
+  // r + (r + 1) from 13, one ulp below 18's 1 + (r + r).
+  const double r = std::sqrt(2.0);
+  const std::vector<double> costs = {r,     1, r,     r + 1, r + 2,
+                                     1,     0, 1,     2,     3,
+                                     r,     1, r,     r + 1, r + 2,
+                                     r + 1, 2, r + 1, r + r, r + (r + 1)};
+  const std::vector<int32_t> parents = {6, 6, 6, 7, 8, 6, 6, 6, 7, 8, 6, 6, 6, 7, 8, 11, 11, 11, 12, 13};
+  Image colour = makeImage(5, 4, 3), cost = makeImage(5, 4, 1, {}, IPL_DEPTH_64F);
+  EXPECT_EQ(find_parent_info(colour.get(), nullptr, 1, 1, 1.0, cost.get()), parents);
+  EXPECT_EQ(plainParentInfo(colour.get(), nullptr, 1, 1, 1.0), parents);
+  for (int p = 0; p < 20; ++p) EXPECT_EQ(at(cost, p / 5, p % 5), costs[p]) << p;
+  EXPECT_LT(costs[19], 1 + (r + r));
 }
 
 TEST(PathSearch, BlockedStepsKeepTheDownRightAsymmetry) {
@@ -158,4 +184,64 @@ TEST(PathSearch, StartAndBadInput) {
   // Labels of the wrong size are ignored and a missing cost image is skipped.
   EXPECT_EQ(find_parent_info(colour.get(), makeImage(3, 3, 1).get(), 0, 0, 1.0, nullptr).size(), 35u);
   EXPECT_EQ(log.count("Error"), 5u);
+}
+
+namespace {
+
+// A seeded image for the comparison below: colours from [0, range) (a small
+// range gives many equal costs), labels by `mix`: 0 none, 1 any of 0..5 per
+// pixel, 2 object and background halves with 0 and 5 sprinkled in, so steps
+// across the border block, 3 mostly unlabelled.
+struct RandomInput {
+  Image colour, labels;
+  RandomInput(std::mt19937& rng, int w, int h, int range, int mix)
+      : colour(makeImage(w, h, 3)), labels(mix ? makeImage(w, h, 1) : Image(nullptr, [](IplImage*) {})) {
+    const int split = 1 + static_cast<int>(rng() % (w + h));
+    for (int r = 0; r < h; ++r)
+      for (int c = 0; c < w; ++c) {
+        auto* px = reinterpret_cast<unsigned char*>(colour->imageData + r * colour->widthStep) + 3 * c;
+        for (int ch = 0; ch < 3; ++ch) px[ch] = static_cast<unsigned char>(rng() % range);
+        if (!mix) continue;
+        const int any = rng() % 6, side = (r + c < split) ? 2 : 1;
+        const int label = mix == 1 ? any : mix == 2 ? (any == 0 ? 0 : any == 5 ? 5 : side + 2 * (any % 2))
+                                                    : (any == 0 ? static_cast<int>(1 + rng() % 4) : 0);
+        labels->imageData[r * labels->widthStep + c] = static_cast<char>(label);
+      }
+  }
+};
+
+}  // namespace
+
+TEST(PathSearch, SameBitsAsThePlainSearch) {
+  // The fast search against plainParentInfo, which follows the steps one by
+  // one with Node_, assign_weight and MinPriorityQueue: parents and every
+  // cost, compared bit for bit.
+  std::mt19937 rng(5021);
+  const std::vector<std::pair<int, int>> sizes = {{1, 1}, {1, 9}, {9, 1}, {2, 2}, {3, 3}, {7, 5}, {5, 7}, {33, 17}, {120, 90}};
+  const double alphas[] = {0.0, 1.0, 0.5, 0.3, 2.0, -0.25};  // 2 and -0.25 give NaN steps
+  const int ranges[] = {1, 2, 3, 256};
+  for (int round = 0; round < 400; ++round) {
+    const auto [w, h] = round < 300 ? std::pair<int, int>(1 + rng() % 24, 1 + rng() % 24) : sizes[round % sizes.size()];
+    const int range = ranges[rng() % 4], mix = rng() % 4;
+    const double alpha = round % 7 == 6 ? std::uniform_real_distribution<double>(0, 1)(rng) : alphas[rng() % 6];
+    RandomInput in(rng, w, h, range, mix);
+    const int n = w * h, start = round % 3 == 0 ? static_cast<int>(rng() % n) : round % 3 == 1 ? 0 : n - 1;
+    SCOPED_TRACE(testing::Message() << w << "x" << h << " range " << range << " mix " << mix << " alpha " << alpha << " start " << start);
+
+    std::vector<double> plainCosts;
+    const auto plain = plainParentInfo(in.colour.get(), in.labels.get(), start / w, start % w, alpha, &plainCosts);
+    ASSERT_EQ(find_parent_info(in.colour.get(), in.labels.get(), start / w, start % w, alpha), plain);
+    // Costs in double, one or two channels, stored directly or (with a
+    // region of interest) through cvSet2D, and in float.
+    const int kind = round % 4;
+    Image cost = makeImage(w, h, kind == 3 ? 2 : 1, {}, kind == 2 ? IPL_DEPTH_32F : IPL_DEPTH_64F);
+    cvSet(cost.get(), cvScalarAll(7));
+    if (kind == 1) cvSetImageROI(cost.get(), cvRect(0, 0, w, h));
+    ASSERT_EQ(find_parent_info(in.colour.get(), in.labels.get(), start / w, start % w, alpha, cost.get()), plain);
+    for (int p = 0; p < n; ++p) {
+      const CvScalar got = cvGet2D(cost.get(), p / w, p % w);
+      const double want = kind == 2 ? static_cast<float>(std::min(plainCosts[p], double(FLT_MAX))) : plainCosts[p];
+      ASSERT_TRUE(std::memcmp(&got.val[0], &want, sizeof want) == 0 && got.val[1] == 0.0) << p << ": " << got.val[0] << " vs " << want;
+    }
+  }
 }
