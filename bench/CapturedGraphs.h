@@ -5,6 +5,8 @@
 // after addtWeights and the four edges of every node, absent ones as -2.
 #pragma once
 
+#include <algorithm>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -18,53 +20,59 @@
 
 struct CapturedGraph {
   std::string name;             // "coffee@0.24MP cut 3", "coffee@2.5MP band"
-  int width = 0, height = 0;    // the grid
-  std::vector<float> terminal;  // per node: > 0 from the source, < 0 to the sink
-  std::vector<float> edges;     // per node, both arcs of left, upper-left, upper, upper-right; -2 absent
+  int width = 0, height = 0;    // the grid (a band's box)
+  std::vector<float> terminal;  // per pixel: > 0 from the source, < 0 to the sink
+  std::vector<float> edges;     // per pixel, both arcs of left, upper-left, upper, upper-right; -2 absent
+  std::vector<uint8_t> band;    // band graphs: 1 for the pixels that are nodes; empty for a whole grid
   float initialFlow = 0;        // what addtWeights counted before the search
-  size_t nodes() const { return terminal.size(); }
-  // Whether node i takes part: a terminal capacity or a present edge. Most
-  // of a band graph's box is left out.
-  bool inGraph(size_t i) const {
-    if (terminal[i] != 0) return true;
-    const int x = static_cast<int>(i % width), y = static_cast<int>(i / width);
-    for (int k = 0; k < 4; ++k)
-      if (edges[8 * i + 2 * k] != -2.0f) return true;
-    // Edges owned by the right, lower-right, lower and lower-left neighbours.
-    const int dx[4] = {1, 1, 0, -1}, dy[4] = {0, 1, 1, 1};
-    for (int k = 0; k < 4; ++k) {
-      const int nx = x + dx[k], ny = y + dy[k];
-      if (nx < 0 || nx >= width || ny >= height) continue;
-      if (edges[8 * (static_cast<size_t>(ny) * width + nx) + 2 * k] != -2.0f) return true;
-    }
-    return false;
-  }
+  size_t pixels() const { return terminal.size(); }
+  bool inGraph(size_t i) const { return band.empty() || band[i]; }
+  size_t nodes() const { return band.empty() ? pixels() : std::count(band.begin(), band.end(), 1); }
 };
 
+// The engine's graph as a grid: a band graph's pixels outside the band get
+// no terminal capacity and absent edges, as in the box they stand for.
 inline CapturedGraph copyGraph(const KORUSEGraph& g, const std::string& name) {
   CapturedGraph c;
   c.name = name;
   c.width = g.width;
   c.height = g.height;
   c.initialFlow = g.flowValue;
-  for (int i = 0; i < g.nodeCount; ++i) c.terminal.push_back(g.residualTerminalCapacity[i]);
-  c.edges.assign(g.arcArray, g.arcArray + 8 * static_cast<size_t>(g.nodeCount));
+  const size_t n = static_cast<size_t>(g.width) * g.height;
+  c.terminal.assign(n, 0.0f);
+  c.edges.assign(8 * n, ABSENT_CAPACITY);
+  if (g.isBand()) c.band.assign(n, 0);
+  for (int y = 0; y < g.height; ++y)
+    for (int x = 0; x < g.width; ++x) {
+      const int node = g.nodeAt(x, y);
+      if (node < 0) continue;
+      const size_t i = static_cast<size_t>(y) * g.width + x;
+      if (g.isBand()) c.band[i] = 1;
+      c.terminal[i] = g.residualTerminalCapacity[node];
+      std::copy(g.arcArray + 8 * size_t(node), g.arcArray + 8 * size_t(node) + 8, c.edges.begin() + 8 * i);
+    }
   return c;
 }
 
-// Builds `g` (sized for the capture) as the engine built it.
-inline void rebuild(KORUSEGraph& g, const CapturedGraph& c) {
-  g.reset();
-  g.addNode(static_cast<int>(c.nodes()));
-  for (size_t i = 0; i < c.nodes(); ++i)
-    for (int k = 0; k < 4; ++k) {
-      const float cap = c.edges[8 * i + 2 * k], rev = c.edges[8 * i + 2 * k + 1];
-      g.addEdge(0, 0, cap, rev, cap == ABSENT_CAPACITY);
-    }
-  for (size_t i = 0; i < c.nodes(); ++i)
-    g.addtWeights(static_cast<int>(i), c.terminal[i] > 0 ? c.terminal[i] : 0.0f,
-                  c.terminal[i] < 0 ? -c.terminal[i] : 0.0f);
-  g.flowValue = c.initialFlow;
+// A graph built from the capture as the engine built it: a band graph for a
+// band, a whole grid otherwise.
+inline std::unique_ptr<KORUSEGraph> rebuild(const CapturedGraph& c) {
+  const int n = static_cast<int>(c.nodes());
+  auto g = std::make_unique<KORUSEGraph>(n, 4 * n, c.width, c.height, 0);
+  if (!c.band.empty()) g->setBand(c.band.data(), c.width);
+  g->addNode(n);
+  for (size_t i = 0; i < c.pixels(); ++i)
+    if (c.inGraph(i))
+      for (int k = 0; k < 4; ++k) {
+        const float cap = c.edges[8 * i + 2 * k], rev = c.edges[8 * i + 2 * k + 1];
+        g->addEdge(0, 0, cap, rev, cap == ABSENT_CAPACITY);
+      }
+  int node = 0;
+  for (size_t i = 0; i < c.pixels(); ++i)
+    if (c.inGraph(i))
+      g->addtWeights(node++, c.terminal[i] > 0 ? c.terminal[i] : 0.0f, c.terminal[i] < 0 ? -c.terminal[i] : 0.0f);
+  g->flowValue = c.initialFlow;
+  return g;
 }
 
 namespace captured_detail {

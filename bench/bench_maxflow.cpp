@@ -51,33 +51,27 @@ double cpuSeconds() {
   return t.tv_sec + t.tv_nsec * 1e-9;
 }
 
-size_t activeNodes(const CapturedGraph& c) {
-  size_t n = 0;
-  for (size_t i = 0; i < c.nodes(); ++i) n += c.inGraph(i);
-  return n;
-}
-
 void ours(benchmark::State& state, size_t which) {
   const CapturedGraph& c = graphs()[which];
-  KORUSEGraph g(static_cast<int>(c.nodes()), 8 * static_cast<int>(c.nodes()), c.width, c.height, 0);
+  std::unique_ptr<KORUSEGraph> g;
   float flow = 0;
   double searchSeconds = 0;
   for (auto _ : state) {
     state.PauseTiming();
-    rebuild(g, c);
+    g = rebuild(c);
     KORUSEMarker::m_exitApp = false;
     g_cancelTimer = create_timer();
     start_cpu_timer(g_cancelTimer);
     state.ResumeTiming();
     const double start = cpuSeconds();
-    flow = g.maxFlow();
+    flow = g->maxFlow();
     searchSeconds += cpuSeconds() - start;
     state.PauseTiming();
     destroy_timer(g_cancelTimer);
     g_cancelTimer = nullptr;
     state.ResumeTiming();
   }
-  const double nodes = static_cast<double>(activeNodes(c));
+  const double nodes = static_cast<double>(c.nodes());
   state.counters["nodes"] = nodes;
   state.counters["flow"] = flow;
   state.counters["time_per_node"] =
@@ -89,14 +83,14 @@ void ours(benchmark::State& state, size_t which) {
 
 // GCGraph over the nodes that take part, in raster order.
 void buildPeer(cv::detail::GCGraph<float>& peer, const CapturedGraph& c) {
-  std::vector<int> id(c.nodes(), -1);
+  std::vector<int> id(c.pixels(), -1);
   int count = 0;
-  for (size_t i = 0; i < c.nodes(); ++i)
+  for (size_t i = 0; i < c.pixels(); ++i)
     if (c.inGraph(i)) id[i] = count++;
   peer.create(count, 8 * count);
   for (int i = 0; i < count; ++i) peer.addVtx();
   const int dx[4] = {-1, -1, 0, 1}, dy[4] = {0, -1, -1, -1};
-  for (size_t i = 0; i < c.nodes(); ++i) {
+  for (size_t i = 0; i < c.pixels(); ++i) {
     if (id[i] < 0) continue;
     const int x = static_cast<int>(i % c.width), y = static_cast<int>(i / c.width);
     for (int k = 0; k < 4; ++k) {
@@ -120,7 +114,7 @@ void gcgraph(benchmark::State& state, size_t which) {
     state.ResumeTiming();
     flow = peer->maxFlow() + c.initialFlow;
   }
-  const double nodes = static_cast<double>(activeNodes(c));
+  const double nodes = static_cast<double>(c.nodes());
   state.counters["nodes"] = nodes;
   state.counters["flow"] = flow;
   state.counters["time_per_node"] =

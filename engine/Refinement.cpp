@@ -1,35 +1,32 @@
 // Full-resolution refinement: the cut runs on a reduced image, so its outline
 // is re-cut at full resolution in a thin band. A trimap (hard background
 // ring, uncertain band, hard object ring, the rest left out) comes from the
-// reduced mask by morphology; the band's bounding box becomes a flow graph
-// with colour-model data terms and contrast-sensitive smoothness terms.
+// reduced mask by morphology; the band's pixels become a flow graph with
+// colour-model data terms and contrast-sensitive smoothness terms.
+//
+// The enlarged trimap and labels are never made: every full-size pixel is
+// read from its working-size pixel through the nearest-neighbour maps
+// (support/NearestSampling.h), and only the result is full size.
 #include <android/log.h>
 #include <opencv2/imgproc/imgproc_c.h>
 
 #include <algorithm>
 #include <climits>
-#include <cmath>
+#include <cstring>
 
+#include "engine/BandGraph.h"
 #include "engine/KORUSEHybrid.h"
-#include "engine/RegionGraph.h"
-#include "engine/SmoothnessTable.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/KORUSEMarker.h"
-#include "support/KORULog.h"
-#include "support/KORUMemory.h"
 #include "support/ImageRows.h"
+#include "support/KORULog.h"
+#include "support/NearestSampling.h"
 #include "support/StageTrace.h"
 
 namespace {
-// Trimap values.
-const uint8_t kBand = 0;           // decided by the cut
-const uint8_t kOuterRing = 1;      // hard background
-const uint8_t kInnerRing = 2;      // hard object
-const uint8_t kLeftOut = 7;        // deep inside or outside: not in the graph
 // How many of {dilate 3, dilate 1, erode 1, erode 3} hold a pixel -> trimap value.
-const uint8_t kTrimapOfCount[5] = {kLeftOut, kOuterRing, kBand, kInnerRing, kLeftOut};
-const double kDiagonalFactorWide = 0.7071067932881648;
-
+const uint8_t kTrimapOfCount[5] = {kTrimapLeftOut, kTrimapOuterRing, kTrimapBand, kTrimapInnerRing,
+                                   kTrimapLeftOut};
 
 IplImage* newImage(int w, int h, int channels, int line) {
   checkImageSize(w, h, "intelligentUpscaling", line);
@@ -57,13 +54,6 @@ IplImage* lowResolutionTrimap(IplImage* mask) {
   return count;
 }
 
-IplImage* enlarged(const IplImage* src, int line) {
-  IplImage* out = newImage(KORUSEMarker::m_originalWidth, KORUSEMarker::m_originalHeight,
-                           src->nChannels, line);
-  cvResize(src, out, CV_INTER_NN);
-  return out;
-}
-
 // Plain nearest-neighbour enlargement of the 0/1 mask as 0/255.
 IplImage* fallbackEnlargement(IplImage* mask) {
   for (int y = 0; y < mask->height; ++y) {
@@ -71,8 +61,108 @@ IplImage* fallbackEnlargement(IplImage* mask) {
     for (int x = 0; x < mask->width; ++x)
       if (r[x] == 1) r[x] = 255;
   }
-  return enlarged(mask, 1805);
+  IplImage* out = newImage(KORUSEMarker::m_originalWidth, KORUSEMarker::m_originalHeight, 1, 1805);
+  cvResize(mask, out, CV_INTER_NN);
+  return out;
 }
+
+// The enlarged trimap, row by row: the segments of equal value (left-out
+// pixels dropped) that a full-size row of the enlargement of the working-size
+// trimap consists of, in full-size columns.
+class EnlargedTrimap {
+ public:
+  EnlargedTrimap(const IplImage* low, const NearestSampling& maps) : low_(low), maps_(maps) {}
+
+  // Segments of full-size row y, appended to `out`, clipped to columns
+  // [x0, x1) and shifted by -x0.
+  void row(int y, int x0, int x1, std::vector<TrimapSegment>& out) const {
+    const uint8_t* t = imageRow(low_, maps_.row[y]);
+    for (int c = 0; c < low_->width;) {
+      const int start = c;
+      while (c < low_->width && t[c] == t[start]) ++c;
+      if (t[start] == kTrimapLeftOut) continue;
+      int begin = INT_MAX, end = INT_MIN;  // the full columns taking low columns start .. c - 1
+      for (int k = start; k < c; ++k)
+        if (maps_.firstColumn[k] <= maps_.lastColumn[k]) {
+          begin = std::min(begin, maps_.firstColumn[k]);
+          end = std::max(end, maps_.lastColumn[k] + 1);
+        }
+      begin = std::max(begin, x0);
+      end = std::min(end, x1);
+      if (begin < end) out.push_back({begin - x0, end - x0, t[start]});
+    }
+  }
+
+ private:
+  const IplImage* low_;
+  const NearestSampling& maps_;
+};
+
+struct Box {
+  int xmin = INT_MAX, xmax = -1, ymin = INT_MAX, ymax = -1;
+};
+
+// The bounding box of the enlarged trimap's pixels that are not left out.
+Box bandBox(const EnlargedTrimap& trimap, int width, int height) {
+  Box box;
+  std::vector<TrimapSegment> row;
+  for (int y = 0; y < height; ++y) {
+    row.clear();
+    trimap.row(y, 0, width, row);
+    if (row.empty()) continue;
+    box.ymin = std::min(box.ymin, y);
+    box.ymax = std::max(box.ymax, y);
+    box.xmin = std::min(box.xmin, row.front().begin);
+    box.xmax = std::max(box.xmax, row.back().end - 1);
+  }
+  return box;
+}
+
+// The band's picture read through the maps, straight from the full image.
+BandPicture mappedPicture(const EnlargedTrimap& trimap, const NearestSampling& maps, const Box& box, int w,
+                          int h) {
+  BandPicture band;
+  band.width = w;
+  band.height = h;
+  band.rowFirstSegment.push_back(0);
+  for (int y = 0; y < h; ++y) {
+    trimap.row(box.ymin + y, box.xmin, box.xmin + w, band.segments);
+    band.rowFirstSegment.push_back(static_cast<int32_t>(band.segments.size()));
+  }
+  band.image = KORUSEMarker::m_originalImage;
+  band.imageX = box.xmin;
+  band.imageY = box.ymin;
+  if (KORUSEMarker::m_isGreyScale && KORUSEMarker::m_texHor && KORUSEMarker::m_texVer) {
+    band.texHor = KORUSEMarker::m_texHor;
+    band.texVer = KORUSEMarker::m_texVer;
+    band.texColumn.assign(maps.column.begin() + box.xmin, maps.column.begin() + box.xmin + w);
+    band.texRow.assign(maps.row.begin() + box.ymin, maps.row.begin() + box.ymin + h);
+  }
+  return band;
+}
+
+// The result: 255 where the enlarged labels are object, except in the band,
+// where the cut decides.
+void writeResult(IplImage* result, const IplImage* labels, const NearestSampling& maps, const BandPicture& band,
+                 const Box& box, const KORUSEGraph& graph) {
+  int node = 0;
+  for (int y = 0; y < result->height; ++y) {
+    uint8_t* out = imageRow(result, y);
+    const uint8_t* l = imageRow(labels, maps.row[y]);
+    for (int c = 0; c < labels->width; ++c)
+      if (maps.firstColumn[c] <= maps.lastColumn[c])
+        std::memset(out + maps.firstColumn[c], (l[c] == MARK_PROBABLE_OBJECT || l[c] == MARK_OBJECT) ? 255 : 0,
+                    maps.lastColumn[c] - maps.firstColumn[c] + 1);
+    const int by = y - box.ymin;
+    if (by < 0 || by >= band.height) continue;
+    for (int s = band.rowFirstSegment[by]; s < band.rowFirstSegment[by + 1]; ++s) {
+      const TrimapSegment& seg = band.segments[s];
+      for (int x = seg.begin; x < seg.end; ++x, ++node)
+        if (seg.value == kTrimapBand) out[box.xmin + x] = graph.getTreeofNode(node) ? 0 : 255;
+    }
+  }
+}
+
 }  // namespace
 
 IplImage* KORUSEHybrid::cropImageTrimap(IplImage* src, int width, int height, int x0, int y0) {
@@ -87,154 +177,81 @@ IplImage* KORUSEHybrid::cropImageTrimap(IplImage* src, int width, int height, in
 
 IplImage* KORUSEHybrid::intelligentUpscaling(IplImage* mask) {
   m_trimapGraph = nullptr;
-  traceStage("refinement: trimap");
-  IplImage* lowTrimap = lowResolutionTrimap(mask);
-  IplImage* labels = enlarged(KORUSEMarker::m_labelImage, 1760);
-  IplImage* trimap = enlarged(lowTrimap, 1761);
-  cvReleaseImage(&lowTrimap);
-
-  int xmin = INT_MAX, xmax = -1, ymin = INT_MAX, ymax = -1;
-  for (int y = 0; y < trimap->height; ++y) {
-    const uint8_t* r = imageRow(trimap, y);
-    for (int x = 0; x < trimap->width; ++x)
-      if (r[x] != kLeftOut) {
-        xmin = std::min(xmin, x);
-        xmax = std::max(xmax, x);
-        ymin = std::min(ymin, y);
-        ymax = std::max(ymax, y);
-      }
+  if (!mask || !KORUSEMarker::m_labelImage || !KORUSEMarker::m_originalImage ||
+      mask->width != KORUSEMarker::m_labelImage->width || mask->height != KORUSEMarker::m_labelImage->height) {
+    logBadCall("intelligentUpscaling", "no mask, labels or photo, or a mask of another size than the labels");
+    return nullptr;
   }
-  const bool accepted = xmin < trimap->width && ymin < trimap->height && xmax >= 0 && ymax >= 0 &&
-                        xmax - xmin >= 0 && ymax - ymin >= 0;
+  traceStage("refinement: trimap");
+  const int fullWidth = KORUSEMarker::m_originalWidth, fullHeight = KORUSEMarker::m_originalHeight;
+  IplImage* lowTrimap = lowResolutionTrimap(mask);
+  checkImageSize(fullWidth, fullHeight, "intelligentUpscaling", 1760);  // the enlarged labels
+  checkImageSize(fullWidth, fullHeight, "intelligentUpscaling", 1761);  // the enlarged trimap
+  const IplImage* labels = KORUSEMarker::m_labelImage;
+  const NearestSampling maps = nearestSampling(labels->width, labels->height, std::max(fullWidth, 1),
+                                               std::max(fullHeight, 1));
+  const EnlargedTrimap trimap(lowTrimap, maps);
+  const Box box = bandBox(trimap, std::max(fullWidth, 1), std::max(fullHeight, 1));
+
+  const bool accepted = box.xmin < fullWidth && box.ymin < fullHeight && box.xmax >= 0 && box.ymax >= 0 &&
+                        box.xmax - box.xmin >= 0 && box.ymax - box.ymin >= 0;
   int status = -1;
+  BandPicture band;
   if (!accepted) {
-    __android_log_print(ANDROID_LOG_ERROR, "Error", "Failed: xmin:%d, xmax:%d, ymin:%d, ymax:%d",
-                        xmin, xmax, ymin, ymax);
+    __android_log_print(ANDROID_LOG_ERROR, "Error", "Failed: xmin:%d, xmax:%d, ymin:%d, ymax:%d", box.xmin,
+                        box.xmax, box.ymin, box.ymax);
   } else {
-    __android_log_print(ANDROID_LOG_INFO, "Info", "Passed: xmin:%d, xmax:%d, ymin:%d, ymax:%d",
-                        xmin, xmax, ymin, ymax);
-    m_trimapWidth = std::min(xmax - xmin + 1, KORUSEMarker::m_originalWidth);
-    m_trimapHeight = std::min(ymax - ymin + 1, KORUSEMarker::m_originalHeight);
+    __android_log_print(ANDROID_LOG_INFO, "Info", "Passed: xmin:%d, xmax:%d, ymin:%d, ymax:%d", box.xmin,
+                        box.xmax, box.ymin, box.ymax);
+    m_trimapWidth = std::min(box.xmax - box.xmin + 1, fullWidth);
+    m_trimapHeight = std::min(box.ymax - box.ymin + 1, fullHeight);
     __android_log_print(ANDROID_LOG_INFO, "Info", "m_boundWidthTrimap:%d, m_boundHeightTrimap:%d",
                         m_trimapWidth, m_trimapHeight);
-    IplImage* trimapCrop = cropImageTrimap(trimap, m_trimapWidth, m_trimapHeight, xmin, ymin);
-    IplImage* imageCrop = cropImageTrimap(KORUSEMarker::m_originalImage, m_trimapWidth,
-                                          m_trimapHeight, xmin, ymin);
-    IplImage *texHorCrop = nullptr, *texVerCrop = nullptr;
+    // Where the crops of the trimap and the image (and the textures) were made.
+    checkImageSize(m_trimapWidth, m_trimapHeight, "cropImageTrimap", 1762);
+    checkImageSize(m_trimapWidth, m_trimapHeight, "cropImageTrimap", 1762);
     if (KORUSEMarker::m_isGreyScale && KORUSEMarker::m_texHor && KORUSEMarker::m_texVer) {
-      IplImage* texHor = enlarged(KORUSEMarker::m_texHor, 1790);
-      IplImage* texVer = enlarged(KORUSEMarker::m_texVer, 1791);
-      texHorCrop = cropImageTrimap(texHor, m_trimapWidth, m_trimapHeight, xmin, ymin);
-      texVerCrop = cropImageTrimap(texVer, m_trimapWidth, m_trimapHeight, xmin, ymin);
-      cvReleaseImage(&texHor);
-      cvReleaseImage(&texVer);
+      checkImageSize(fullWidth, fullHeight, "intelligentUpscaling", 1790);
+      checkImageSize(fullWidth, fullHeight, "intelligentUpscaling", 1791);
+      checkImageSize(m_trimapWidth, m_trimapHeight, "cropImageTrimap", 1762);
+      checkImageSize(m_trimapWidth, m_trimapHeight, "cropImageTrimap", 1762);
     }
     traceStage("refinement: graph");
-    status = constructGraphTrimapKORU(imageCrop, imageCrop, trimapCrop, texHorCrop, texVerCrop);
+    band = mappedPicture(trimap, maps, box, m_trimapWidth, m_trimapHeight);
+    status = buildBandGraph(*this, band);
     if (status != 0) {
-      __android_log_print(ANDROID_LOG_ERROR, "Error",
-                          "Failed: intelligentUpscaling (status_flag = %d)", status);
+      __android_log_print(ANDROID_LOG_ERROR, "Error", "Failed: intelligentUpscaling (status_flag = %d)", status);
     } else {
       traceStage("refinement: search");
       m_trimapGraph->maxFlow();
       traceStage("refinement: labels");
-      for (int y = 0; y < m_trimapHeight; ++y) {
-        const uint8_t* t = imageRow(trimapCrop, y);
-        uint8_t* l = imageRow(labels, ymin + y) + xmin;
-        for (int x = 0; x < m_trimapWidth; ++x)
-          if (t[x] == kBand)
-            l[x] = m_trimapGraph->getTreeofNode(y * m_trimapWidth + x) ? MARK_PROBABLE_BACKGROUND
-                                                                       : MARK_PROBABLE_OBJECT;
-      }
     }
-    delete m_trimapGraph;
-    m_trimapGraph = nullptr;
-    for (IplImage* image : {trimapCrop, imageCrop, texHorCrop, texVerCrop})
-      if (image) cvReleaseImage(&image);
   }
-  cvReleaseImage(&trimap);
 
   IplImage* result;
   if (status == 0) {
-    result = newImage(labels->width, labels->height, 1, 1780);
-    for (int y = 0; y < labels->height; ++y) {
-      const uint8_t* l = imageRow(labels, y);
-      uint8_t* out = imageRow(result, y);
-      for (int x = 0; x < labels->width; ++x)
-        out[x] = (l[x] == MARK_PROBABLE_OBJECT || l[x] == MARK_OBJECT) ? 255 : 0;
-    }
+    result = newImage(fullWidth, fullHeight, 1, 1780);
+    writeResult(result, labels, maps, band, box, *m_trimapGraph);
   } else {
     result = fallbackEnlargement(mask);
     m_trimapWidth = m_trimapHeight = 0;
   }
-  cvReleaseImage(&labels);
+  delete m_trimapGraph;
+  m_trimapGraph = nullptr;
+  cvReleaseImage(&lowTrimap);
   return result;
 }
 
-// (source, sink) of a band pixel: -log of the other side's density, the
-// logarithm in double and negated after conversion to float.
-static DataTerm bandDataTerm(const KORUSEColorModel& fg, const KORUSEColorModel& bg,
-                             const pixelVal& sample) {
-  return {-static_cast<float>(std::log(bg.GMMProb(sample))),
-          -static_cast<float>(std::log(fg.GMMProb(sample)))};
-}
-
-int KORUSEHybrid::constructGraphTrimapKORU(IplImage* image, IplImage*, IplImage* trimap,
-                                           IplImage* texHor, IplImage* texVer) {
-  const int w = m_trimapWidth, h = m_trimapHeight, n = w * h;
-  m_trimapGraph = new KORUSEGraph(n, 8 * n, w, h, 0);
-  if (!m_trimapGraph->parentArc || !m_trimapGraph->arcArray) return 1;
-  float* table = static_cast<float*>(KORU_Malloc_Msg(1024, "constructGraphTrimapKORU", 2385));
-  if (!table) return 2;
-  m_trimapGraph->reset();
-  m_trimapGraph->addNode(n);
-  const bool grey = KORUSEMarker::m_isGreyScale && texHor && texVer;
-
-  for (int y = 0; y < h; ++y)
-    for (int x = 0; x < w; ++x) {
-      DataTerm term{0.0, 0.0};
-      switch (imageRow(trimap, y)[x]) {
-        case kOuterRing: term = {0.0, kHardCapacity}; break;
-        case kInnerRing: term = {kHardCapacity, 0.0}; break;
-        case kBand: {
-          const uint8_t* c = imageRow(image, y) + 3 * x;
-          const pixelVal sample =
-              grey ? pixelVal{{double(c[0]), double(imageRow(texHor, y)[x]), double(imageRow(texVer, y)[x])}}
-                   : pixelVal{{double(c[0]), double(c[1]), double(c[2])}};
-          term = bandDataTerm(m_fgModel, m_bgModel, sample);
-          break;
-        }
-        default: break;
-      }
-      addDataTerm(*m_trimapGraph, y * w + x, term);
-    }
-
-  fillContrastTable(table, m_beta);
-  const float diagonal = static_cast<float>(m_lambda * kDiagonalFactorWide);
-  for (int y = 0; y < h; ++y)
-    for (int x = 0; x < w; ++x) {
-      const bool leftOut = imageRow(trimap, y)[x] == kLeftOut;
-      const uint8_t* p = imageRow(image, y) + 3 * x;
-      const int node = y * w + x;
-      for (int slot = 0; slot < 4; ++slot) {
-        const int nx = x + kSlotDx[slot], ny = y + kSlotDy[slot];
-        if (leftOut || ny < 0 || nx < 0 || nx >= w || imageRow(trimap, ny)[nx] == kLeftOut) {
-          m_trimapGraph->addEdge(node, -1, 0.0f, 0.0f, true);
-          continue;
-        }
-        const uint8_t* q = imageRow(image, ny) + 3 * nx;
-        const float t0 = table[std::abs(p[0] - q[0])], t1 = table[std::abs(p[1] - q[1])],
-                    t2 = table[std::abs(p[2] - q[2])];
-        float cap;
-        if (slot == 0)
-          cap = static_cast<float>(m_lambda);  // no contrast term across columns: kept so
-        else if (slot == 2)
-          cap = static_cast<float>(m_lambda * t0 * t1 * t2);
-        else
-          cap = diagonal * t0 * t1 * t2;
-        m_trimapGraph->addEdge(node, ny * w + nx, cap, cap, false);
-      }
-    }
-  KORU_Free_Msg(table, "constructGraphTrimapKORU", 2631);
-  return 0;
+int KORUSEHybrid::constructGraphTrimapKORU(IplImage* image, IplImage*, IplImage* trimap, IplImage* texHor,
+                                           IplImage* texVer) {
+  const auto covers = [trimap](const IplImage* crop, int channels) {
+    return crop && crop->depth == IPL_DEPTH_8U && crop->nChannels == channels && crop->width >= trimap->width &&
+           crop->height >= trimap->height;
+  };
+  if (!trimap || trimap->depth != IPL_DEPTH_8U || trimap->nChannels != 1 || !covers(image, 3) ||
+      ((texHor || texVer) && !(covers(texHor, 1) && covers(texVer, 1)))) {
+    logBadCall("constructGraphTrimapKORU", "crops missing, too small or not 8-bit");
+    return 1;
+  }
+  return buildBandGraph(*this, pictureOfCrops(image, trimap, texHor, texVer));
 }

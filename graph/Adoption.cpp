@@ -10,15 +10,15 @@
 // that still have residual capacity towards it are queued as active, so the
 // tree may grow back into it; children that hung from it become orphans.
 template <class Grid>
-void SearchTree<Grid>::release(int orphan) {
+void SearchTree<Grid>::release(int orphan, const int arcs[8], const int heads[8]) {
   const uint8_t former = tree[orphan];
   const bool sinkTree = former == SINK_TREE;
   setParent(orphan, NO_PARENT, NO_PARENT);
   tree[orphan] = FREE_NODE;
   for (unsigned m = grid.presence(orphan); m; m &= m - 1) {
-    const int k = __builtin_ctz(m), a = grid.arc(orphan, k);
+    const int k = __builtin_ctz(m), a = arcs[k];
     if (cap[a] == ABSENT_CAPACITY) continue;
-    const int j = grid.head(orphan, k);
+    const int j = heads[k];
     if (tree[j] != former) continue;
     // Orphans of the tree are queued too: one that is adopted again must be
     // able to grow back into this node, or the node stays free although it
@@ -40,13 +40,15 @@ void SearchTree<Grid>::release(int orphan) {
 // as walking each in full, for the length of the shortest walk.
 template <class Grid>
 int SearchTree<Grid>::adopt(int orphan, uint8_t treeOf) {
+  int arcs[8], heads[8];
+  grid.neighbours(orphan, arcs, heads);
   int walker[8];      // where each candidate's walk has got to
   unsigned live = 0;  // candidates still walking, bit k for direction k
   for (unsigned m = grid.presence(orphan); m; m &= m - 1) {
-    const int k = __builtin_ctz(m), a = grid.arc(orphan, k);
+    const int k = __builtin_ctz(m), a = arcs[k];
     // Absent edges hold -2 both ways: "> 0" is present and not saturated.
     if (!(cap[treeOf == SOURCE_TREE ? KORUSEGraph::sisterArc(a) : a] > 0.0f)) continue;
-    const int j = grid.head(orphan, k);
+    const int j = heads[k];
     if (parent[j] == NO_PARENT || tree[j] != treeOf) continue;
     walker[k] = j;
     live |= 1u << k;
@@ -57,7 +59,7 @@ int SearchTree<Grid>::adopt(int orphan, uint8_t treeOf) {
       const int k = __builtin_ctz(rest);
       const int up = parentNode[walker[k]];
       if (up == TERMINAL_ARC) {
-        setParent(orphan, grid.arc(orphan, k), grid.head(orphan, k));
+        setParent(orphan, arcs[k], heads[k]);
         return work;
       }
       ++work;
@@ -67,7 +69,7 @@ int SearchTree<Grid>::adopt(int orphan, uint8_t treeOf) {
         walker[k] = up;
     }
   }
-  release(orphan);
+  release(orphan, arcs, heads);
   return work;
 }
 

@@ -1,4 +1,4 @@
-// Band graphs: only the pixels of a mask are nodes, in raster order, with
+// Band graphs: only the pixels of a band are nodes, in raster order, with
 // the tables that let the search find their neighbours (GridTopology.h).
 #include <algorithm>
 #include <new>
@@ -11,18 +11,54 @@
 
 namespace {
 
-// prefix[c] = band pixels of the row left of column c: the pixel (c, row)
-// is or would be node rowStart + prefix[c].
-void countRow(const uint8_t* row, int width, int32_t* prefix) {
-  prefix[0] = 0;
-  for (int x = 0; x < width; ++x) prefix[x + 1] = prefix[x] + (row[x] ? 1 : 0);
+// Walks one row's runs left to right for the nodes of the row below or
+// above: after advance(c), the run at the cursor is the first that ends
+// after column c, so columns c, c + 1 and c + 2 lie in it, in the next run,
+// or in no run (runs of a row never touch).
+class RowCursor {
+ public:
+  RowCursor(const BandRuns& band, int row, const std::vector<int32_t>& rowFirstNode) {
+    if (row < 0 || row >= band.height) return;
+    run_ = band.runs.data() + band.rowFirstRun[row];
+    end_ = band.runs.data() + band.rowFirstRun[row + 1];
+    before_ = rowFirstNode[row];
+  }
+  void advance(int c) {
+    while (run_ != end_ && run_->end <= c) {
+      before_ += run_->end - run_->begin;
+      ++run_;
+    }
+  }
+  bool has(int c) const {
+    for (const BandRun* r = run_; r != end_ && r <= run_ + 1; ++r)
+      if (r->begin <= c && c < r->end) return true;
+    return false;
+  }
+  // The node column c of this row has or would have (c is where the cursor stands).
+  int32_t index(int c) const { return before_ + (run_ != end_ && run_->begin < c ? c - run_->begin : 0); }
+
+ private:
+  const BandRun* run_ = nullptr;
+  const BandRun* end_ = nullptr;
+  int32_t before_ = 0;  // nodes before the run at the cursor
+};
+
+// Sorted, inside the grid, not touching: what the tables rely on.
+bool wellFormed(const BandRuns& band, int width, int height) {
+  if (band.width != width || band.height != height || band.rowFirstRun.size() != size_t(height) + 1 ||
+      band.rowFirstRun.front() != 0 || size_t(band.rowFirstRun.back()) != band.runs.size())
+    return false;
+  for (int y = 0; y < height; ++y) {
+    if (band.rowFirstRun[y + 1] < band.rowFirstRun[y]) return false;
+    int32_t last = -1;
+    for (int r = band.rowFirstRun[y]; r < band.rowFirstRun[y + 1]; ++r) {
+      const BandRun& run = band.runs[r];
+      if (run.begin <= last || run.end <= run.begin || run.begin < 0 || run.end > width) return false;
+      last = run.end;
+    }
+  }
+  return true;
 }
-
-bool at(const uint8_t* row, int x, int width) { return row && x >= 0 && x < width && row[x]; }
-
-// The first node at or after column x - 1 in a row starting at `start`: the
-// index the upper-left (lower-left) neighbour has or would have.
-int32_t baseOf(int32_t start, const int32_t* prefix, int x) { return start + prefix[std::max(x - 1, 0)]; }
 
 }  // namespace
 
@@ -34,22 +70,37 @@ void KORUSEGraph::releaseBand() {
 }
 
 int KORUSEGraph::setBand(const uint8_t* mask, size_t stride) {
-  if (!ownsStorage || nodeCount != 0 || !mask || width < 1 || height < 1) {
-    logBadCall("setBand", "needs an empty whole graph and a mask");
+  if (!mask || width < 1 || height < 1) {
+    logBadCall("setBand", "no mask");
+    return -1;
+  }
+  return setBand(BandRuns::ofMask(mask, stride, width, height));
+}
+
+int KORUSEGraph::setBand(const BandRuns& rows) {
+  if (!ownsStorage || nodeCount != 0 || width < 1 || height < 1 || !wellFormed(rows, width, height)) {
+    logBadCall("setBand", "needs an empty whole graph and runs of its grid");
     return -1;
   }
   releaseBand();
+  std::vector<int32_t> rowFirstNode(height + 1, 0), runFirstNode(rows.runs.size());
   int64_t nodes = 0;
-  for (int y = 0; y < height; ++y)
-    for (int x = 0; x < width; ++x) nodes += mask[y * stride + x] ? 1 : 0;
+  for (int y = 0; y < height; ++y) {
+    rowFirstNode[y] = static_cast<int32_t>(nodes);
+    for (int r = rows.rowFirstRun[y]; r < rows.rowFirstRun[y + 1]; ++r) {
+      runFirstNode[r] = static_cast<int32_t>(nodes);
+      nodes += rows.runs[r].end - rows.runs[r].begin;
+    }
+  }
+  rowFirstNode[height] = static_cast<int32_t>(nodes);
   if (nodes > nodeCapacity) {
     logBadCall("setBand", "more band pixels than the graph was allocated for");
     return -1;
   }
-  // present, then baseUp, baseDown, columns (per node) and rowStart (per row).
+  // present, then baseUp and baseDown.
   const size_t n = static_cast<size_t>(nodes), bytes = (n + 7) & ~size_t(7);
-  auto* block = static_cast<unsigned char*>(KORU_Malloc_Msg(
-      bytes + 3 * n * sizeof(int32_t) + (height + 1) * sizeof(int32_t), "setBand", __LINE__));
+  auto* block = static_cast<unsigned char*>(
+      KORU_Malloc_Msg(std::max<size_t>(bytes + 2 * n * sizeof(int32_t), 1), "setBand", __LINE__));
   band = block ? new (std::nothrow) BandTopology : nullptr;
   if (!band) {
     if (block) KORU_Free_Msg(block, "setBand", __LINE__);
@@ -59,37 +110,26 @@ int KORUSEGraph::setBand(const uint8_t* mask, size_t stride) {
   band->present = block;
   band->baseUp = reinterpret_cast<int32_t*>(block + bytes);
   band->baseDown = band->baseUp + n;
-  band->columns = band->baseDown + n;
-  band->rowStart = band->columns + n;
   band->nodes = static_cast<int32_t>(nodes);
+  band->rows = rows;
+  band->runFirstNode.swap(runFirstNode);
 
-  std::vector<int32_t> above(width + 1), here(width + 1), below(width + 1);
-  band->rowStart[0] = 0;
-  countRow(mask, width, here.data());
-  if (height > 1) countRow(mask + stride, width, below.data());
   int32_t i = 0;
   for (int y = 0; y < height; ++y) {
-    const uint8_t* up = y > 0 ? mask + (y - 1) * stride : nullptr;
-    const uint8_t* row = mask + y * stride;
-    const uint8_t* down = y + 1 < height ? mask + (y + 1) * stride : nullptr;
-    const int32_t startUp = y > 0 ? band->rowStart[y - 1] : 0;
-    const int32_t startDown = band->rowStart[y] + here[width];
-    for (int x = 0; x < width; ++x) {
-      if (!row[x]) continue;
-      band->present[i] = (at(row, x - 1, width) ? BAND_LEFT : 0) | (at(up, x - 1, width) ? BAND_UPPER_LEFT : 0) |
-                         (at(up, x, width) ? BAND_UPPER : 0) | (at(up, x + 1, width) ? BAND_UPPER_RIGHT : 0) |
-                         (at(row, x + 1, width) ? BAND_RIGHT : 0) |
-                         (at(down, x + 1, width) ? BAND_LOWER_RIGHT : 0) | (at(down, x, width) ? BAND_LOWER : 0) |
-                         (at(down, x - 1, width) ? BAND_LOWER_LEFT : 0);
-      band->baseUp[i] = up ? baseOf(startUp, above.data(), x) : 0;
-      band->baseDown[i] = down ? baseOf(startDown, below.data(), x) : 0;
-      band->columns[i] = x;
-      ++i;
+    RowCursor up(rows, y - 1, rowFirstNode), down(rows, y + 1, rowFirstNode);
+    for (int r = rows.rowFirstRun[y]; r < rows.rowFirstRun[y + 1]; ++r) {
+      const BandRun run = rows.runs[r];
+      for (int x = run.begin; x < run.end; ++x, ++i) {
+        up.advance(x - 1);
+        down.advance(x - 1);
+        band->present[i] = (x > run.begin ? BAND_LEFT : 0) | (up.has(x - 1) ? BAND_UPPER_LEFT : 0) |
+                           (up.has(x) ? BAND_UPPER : 0) | (up.has(x + 1) ? BAND_UPPER_RIGHT : 0) |
+                           (x + 1 < run.end ? BAND_RIGHT : 0) | (down.has(x + 1) ? BAND_LOWER_RIGHT : 0) |
+                           (down.has(x) ? BAND_LOWER : 0) | (down.has(x - 1) ? BAND_LOWER_LEFT : 0);
+        band->baseUp[i] = up.index(x - 1);
+        band->baseDown[i] = down.index(x - 1);
+      }
     }
-    band->rowStart[y + 1] = i;
-    std::swap(above, here);
-    std::swap(here, below);
-    if (y + 2 < height) countRow(mask + (y + 2) * stride, width, below.data());
   }
   return band->nodes;
 }
@@ -97,8 +137,17 @@ int KORUSEGraph::setBand(const uint8_t* mask, size_t stride) {
 int KORUSEGraph::nodeAt(int x, int y) const {
   if (x < 0 || y < 0 || x >= width || y >= height) return -1;
   if (!band) return y * width + x;
-  const int32_t* first = band->columns + band->rowStart[y];
-  const int32_t* last = band->columns + band->rowStart[y + 1];
-  const int32_t* found = std::lower_bound(first, last, x);
-  return found != last && *found == x ? static_cast<int>(found - band->columns) : -1;
+  const BandRun* first = band->rows.runs.data() + band->rows.rowFirstRun[y];
+  const BandRun* last = band->rows.runs.data() + band->rows.rowFirstRun[y + 1];
+  // The last run that begins at or before x.
+  const BandRun* run = std::upper_bound(first, last, x, [](int c, const BandRun& r) { return c < r.begin; });
+  if (run == first || x >= (run - 1)->end) return -1;
+  --run;
+  return band->runFirstNode[run - band->rows.runs.data()] + (x - run->begin);
+}
+
+unsigned KORUSEGraph::neighbourMask(int i) const {
+  if (!validNode(i, "neighbourMask")) return 0;
+  if (band) return band->present[i];
+  return WholeGrid{width, height, neighbourOffsetTable}.presence(i);
 }

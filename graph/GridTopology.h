@@ -5,7 +5,9 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
+#include "graph/BandRuns.h"
 #include "graph/KORUSEGraph.h"
 
 // Visiting order: left, upper-left, upper, upper-right, right, lower-right,
@@ -29,12 +31,12 @@ enum BandDirection : uint8_t {
 //   upper-left = baseUp, upper = baseUp + [upper-left present],
 //   upper-right = upper + [upper present]; the same below with baseDown.
 struct BandTopology {
-  uint8_t* present;    // per node: BandDirection bits of the neighbours in the band
-  int32_t* baseUp;     // per node
-  int32_t* baseDown;   // per node
-  int32_t* rowStart;   // per grid row, and one past the last: first node of the row
-  int32_t* columns;    // per node: its column, for nodeAt and the block-free checks
-  int32_t nodes;       // band pixels
+  uint8_t* present;                // per node: BandDirection bits of the neighbours in the band
+  int32_t* baseUp;                 // per node
+  int32_t* baseDown;               // per node
+  int32_t nodes;                   // band pixels
+  BandRuns rows;                   // the band itself, for nodeAt
+  std::vector<int32_t> runFirstNode;  // per run: its first node
 };
 
 // Both grids answer, for node i:
@@ -76,6 +78,13 @@ struct WholeGrid {
   }
   int head(int i, int k) const { return i + step[k]; }
   int arc(int i, int k) const { return k < 4 ? 8 * i + 2 * k : 8 * (i + step[k]) + 2 * k - 7; }
+  // All eight at once (meaningful where presence(i) has the bit).
+  void neighbours(int i, int arcs[8], int heads[8]) const {
+    for (int k = 0; k < 8; ++k) {
+      heads[k] = i + step[k];
+      arcs[k] = k < 4 ? 8 * i + 2 * k : 8 * heads[k] + 2 * k - 7;
+    }
+  }
   // Head of any arc, from its index alone.
   int head(int a) const { return ((a + 1) >> 3) + offsets[(a + 1) & 7]; }
 };
@@ -87,20 +96,32 @@ struct BandGrid {
   const int32_t* baseDown;
 
   unsigned presence(int i) const { return present[i]; }
+  // Left and right are the next nodes; a diagonal or vertical neighbour is
+  // its row's base plus the present neighbours before it in that row.
   int head(int i, int k) const {
-    const unsigned m = present[i];
-    switch (k) {
-      case 0: return i - 1;
-      case 1: return baseUp[i];
-      case 2: return baseUp[i] + ((m & BAND_UPPER_LEFT) ? 1 : 0);
-      case 3: return baseUp[i] + ((m & BAND_UPPER_LEFT) ? 1 : 0) + ((m & BAND_UPPER) ? 1 : 0);
-      case 4: return i + 1;
-      case 5: return baseDown[i] + ((m & BAND_LOWER_LEFT) ? 1 : 0) + ((m & BAND_LOWER) ? 1 : 0);
-      case 6: return baseDown[i] + ((m & BAND_LOWER_LEFT) ? 1 : 0);
-      default: return baseDown[i];
-    }
+    static constexpr uint8_t kBefore[8] = {0, 0, BAND_UPPER_LEFT, BAND_UPPER_LEFT | BAND_UPPER, 0,
+                                           BAND_LOWER_LEFT | BAND_LOWER, BAND_LOWER_LEFT, 0};
+    static constexpr int8_t kStep[8] = {-1, 0, 0, 0, 1, 0, 0, 0};
+    const int base = k == 0 || k == 4 ? i : k < 4 ? baseUp[i] : baseDown[i];
+    return base + kStep[k] + __builtin_popcount(present[i] & kBefore[k]);
   }
   int arc(int i, int k) const { return k < 4 ? 8 * i + 2 * k : 8 * head(i, k) + 2 * k - 7; }
+  // All eight at once (meaningful where presence(i) has the bit): one load
+  // of each table instead of one per direction.
+  void neighbours(int i, int arcs[8], int heads[8]) const {
+    const unsigned m = present[i];
+    const int up = baseUp[i], down = baseDown[i];
+    const int upper = up + ((m >> 1) & 1), lowerLeftCount = (m >> 7) & 1;
+    heads[0] = i - 1;
+    heads[1] = up;
+    heads[2] = upper;
+    heads[3] = upper + ((m >> 2) & 1);
+    heads[4] = i + 1;
+    heads[7] = down;
+    heads[6] = down + lowerLeftCount;
+    heads[5] = down + lowerLeftCount + ((m >> 6) & 1);
+    for (int k = 0; k < 8; ++k) arcs[k] = k < 4 ? 8 * i + 2 * k : 8 * heads[k] + 2 * k - 7;
+  }
   // Head of any arc: an odd arc points back to its owner, an even one to the
   // owner's neighbour in its slot.
   int head(int a) const { return (a & 1) ? a >> 3 : head(a >> 3, (a >> 1) & 3); }

@@ -58,6 +58,7 @@ constexpr double MAXFLOW_TIME_LIMIT_MS = 10000.0;  // on g_cancelTimer; past it 
 constexpr int32_t UNREACHABLE_DISTANCE = 2147483647;  // adoption: chain ends in an orphan
 
 struct BandTopology;
+struct BandRuns;
 
 class KORUSEGraph {
  public:
@@ -122,16 +123,23 @@ class KORUSEGraph {
   // ---- band graphs (BandTopology.cpp) -------------------------------------------
 
   // Makes an empty graph (no node added yet) a band graph: of the width x
-  // height grid only the pixels whose mask byte is nonzero are nodes, in
-  // raster order (row y of the mask starts at mask + y * stride). Returns
-  // the number of band nodes, or -1 (logged) when the graph is not empty, is
-  // a block view, or the band's tables cannot be allocated. Cost: one pass
-  // over the mask; 9 bytes per band node and 4 per row.
+  // height grid only the band's pixels are nodes, in raster order; build it
+  // then as a whole grid of those nodes (addNode, four edges per node with
+  // absent ones towards pixels outside the band, addtWeights). Returns the
+  // number of band nodes, or -1 (logged) when the graph is not empty, is a
+  // block view, the runs are not of its grid, or the band's tables cannot be
+  // allocated. Cost: one pass over the band's nodes; 9 bytes per node.
+  int setBand(const BandRuns& rows);
+  // The same for the pixels whose mask byte is nonzero (row y at mask + y * stride).
   int setBand(const uint8_t* mask, size_t stride);
 
   // The node at (x, y), or -1 when that pixel is not one. Whole grid: the
   // raster index. Band: a binary search in the row's runs.
   int nodeAt(int x, int y) const;
+
+  // The directions in which node i has a neighbouring node, one bit each in
+  // visiting order (bit 0 left ... bit 7 lower-left).
+  unsigned neighbourMask(int i) const;
 
   bool isBand() const { return band != nullptr; }
 

@@ -48,10 +48,12 @@ float KORUSEGraph::maxFlowSerialCall() {
 // and not saturated".
 template <class Grid>
 int SearchTree<Grid>::growSource(int node) {
+  int arcs[8], heads[8];
+  grid.neighbours(node, arcs, heads);
   for (unsigned m = grid.presence(node); m; m &= m - 1) {
-    const int k = __builtin_ctz(m), a = grid.arc(node, k);
+    const int k = __builtin_ctz(m), a = arcs[k];
     if (!(cap[a] > 0.0f)) continue;
-    const int j = grid.head(node, k);
+    const int j = heads[k];
     if (tree[j] == SINK_TREE) return a;
     if (tree[j] == FREE_NODE) {
       tree[j] = SOURCE_TREE;
@@ -66,10 +68,12 @@ int SearchTree<Grid>::growSource(int node) {
 // Returns the arc j -> i from the source tree, or NO_CANDIDATE.
 template <class Grid>
 int SearchTree<Grid>::growSink(int node) {
+  int arcs[8], heads[8];
+  grid.neighbours(node, arcs, heads);
   for (unsigned m = grid.presence(node); m; m &= m - 1) {
-    const int k = __builtin_ctz(m), a = grid.arc(node, k);
+    const int k = __builtin_ctz(m), a = arcs[k];
     if (!(cap[KORUSEGraph::sisterArc(a)] > 0.0f)) continue;
-    const int j = grid.head(node, k);
+    const int j = heads[k];
     if (tree[j] == SOURCE_TREE) return KORUSEGraph::sisterArc(a);
     if (tree[j] == FREE_NODE) {
       tree[j] = SINK_TREE;

@@ -103,7 +103,7 @@ class SearchTree {
   int growSource(int node);
   int growSink(int node);
   int adoptOrphans();
-  void release(int orphan);
+  void release(int orphan, const int arcs[8], const int heads[8]);
 
   // One side of an augmenting path as the bottleneck pass found it, for the
   // update pass: the first kPathRecord nodes and their parent arcs (a longer

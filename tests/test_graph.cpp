@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <cmath>
 #include <functional>
 #include <memory>
@@ -318,4 +319,75 @@ TEST(GraphBlockView, SharesStorageAndInitialisesOnlyItsBlock) {
   EXPECT_EQ(queued(edge), (std::vector<int>{4, 9, 14, 19}));
   // Only node 17 reaches the sink (3): 1 through itself, 2 from neighbours.
   EXPECT_FLOAT_EQ(g->maxFlow(), 3.0f);
+}
+
+// A band graph holds only the pixels of a mask; its box, built as a whole
+// grid whose other pixels have no terminal capacity and only absent edges,
+// must be cut by the very same steps: the same flow to the last bit and the
+// same tree for every band pixel. Seeded masks: rings (as a band around an
+// outline is), scattered pixels and single rows or columns.
+TEST(BandGraph, SameCutAsItsBox) {
+  g_cancelTimer = create_timer();
+  std::mt19937 rng(99);
+  std::uniform_real_distribution<float> u(0.f, 6.f), coin(0.f, 1.f);
+  for (auto [w, h] : {std::pair{1, 1}, {1, 17}, {23, 1}, {7, 5}, {40, 30}, {64, 48}}) {
+    for (int trial = 0; trial < 6; ++trial) {
+      std::vector<uint8_t> mask(size_t(w) * h);
+      const double cx = w * coin(rng), cy = h * coin(rng), r = 0.5 + 0.4 * std::max(w, h) * coin(rng);
+      for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+          const double d = std::hypot(x - cx, y - cy);
+          mask[y * w + x] = (trial % 2 ? std::fabs(d - r) < 3.0 : d < r) || coin(rng) < 0.1;
+        }
+      std::vector<float> cs(w * h), ct(w * h), caps(4 * w * h);
+      for (int i = 0; i < w * h; ++i) {
+        (coin(rng) < 0.5 ? cs[i] : ct[i]) = coin(rng) < 0.3 ? 0.f : u(rng);
+        for (int k = 0; k < 4; ++k) caps[4 * i + k] = coin(rng) < 0.2 ? 0.f : u(rng);
+      }
+      auto inBand = [&](int x, int y) { return inside(x, y, w, h) && mask[y * w + x]; };
+      // The box: pixels outside the band get nothing, edges touching them are absent.
+      KORUSEGraph box(w * h, 4 * w * h, w, h, 0);
+      box.addNode(w * h);
+      for (int n = 0; n < w * h; ++n)
+        for (int k = 0; k < 4; ++k) {
+          const bool present = inBand(n % w, n / w) && inBand(n % w + kDx[k], n / w + kDy[k]);
+          box.addEdge(n, 0, present ? caps[4 * n + k] : 0.f, present ? caps[4 * n + k] : 0.f, !present);
+        }
+      for (int n = 0; n < w * h; ++n)
+        if (mask[n]) box.addtWeights(n, cs[n], ct[n]);
+      // The band: the same values in the band's own node order.
+      KORUSEGraph band(w * h, 4 * w * h, w, h, 0);
+      const int nodes = band.setBand(mask.data(), w);
+      ASSERT_EQ(nodes, std::count(mask.begin(), mask.end(), 1));
+      band.addNode(nodes);
+      for (int n = 0; n < w * h; ++n)
+        if (mask[n])
+          for (int k = 0; k < 4; ++k) band.addEdge(0, 0, caps[4 * n + k], caps[4 * n + k], false);
+      for (int n = 0; n < w * h; ++n)
+        if (mask[n]) band.addtWeights(band.nodeAt(n % w, n / w), cs[n], ct[n]);
+
+      // Its arcs lead where the grid says; pixels off the band have no node.
+      for (int n = 0; n < w * h; ++n) {
+        const int node = band.nodeAt(n % w, n / w);
+        ASSERT_EQ(node < 0, !mask[n]);
+        if (node < 0) continue;
+        int arcs[8];
+        band.neighbourArcs(node, arcs);
+        for (int k = 0; k < 8; ++k) {
+          const int x = n % w + kDx[k], y = n / w + kDy[k];
+          ASSERT_EQ(arcs[k] == NO_CANDIDATE, !inBand(x, y));
+          if (arcs[k] == NO_CANDIDATE) continue;
+          ASSERT_EQ(band.arcHead(arcs[k]), band.nodeAt(x, y));  // the search would loop otherwise
+          ASSERT_EQ(band.arcHead(KORUSEGraph::sisterArc(arcs[k])), node);
+        }
+      }
+      start_cpu_timer(g_cancelTimer);
+      const float boxFlow = box.maxFlow(), bandFlow = band.maxFlow();
+      EXPECT_EQ(std::memcmp(&boxFlow, &bandFlow, sizeof(float)), 0) << boxFlow << " vs " << bandFlow;
+      for (int n = 0; n < w * h; ++n)
+        if (mask[n]) ASSERT_EQ(box.treeLabel[n], band.treeLabel[band.nodeAt(n % w, n / w)]) << n;
+    }
+  }
+  destroy_timer(g_cancelTimer);
+  g_cancelTimer = nullptr;
 }

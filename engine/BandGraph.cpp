@@ -1,0 +1,137 @@
+#include "engine/BandGraph.h"
+
+#include <cmath>
+
+#include "engine/KORUSEHybrid.h"
+#include "engine/RegionGraph.h"
+#include "engine/SmoothnessTable.h"
+#include "graph/KORUSEGraph.h"
+#include "interface/KORUSEMarker.h"
+#include "support/ImageRows.h"
+#include "support/KORUMemory.h"
+
+namespace {
+const double kDiagonalFactorWide = 0.7071067932881648;
+
+// (source, sink) of a band pixel: -log of the other side's density, the
+// logarithm in double and negated after conversion to float.
+DataTerm bandDataTerm(const KORUSEColorModel& fg, const KORUSEColorModel& bg, const pixelVal& sample) {
+  return {-static_cast<float>(std::log(bg.GMMProb(sample))), -static_cast<float>(std::log(fg.GMMProb(sample)))};
+}
+
+const uint8_t* colourAt(const BandPicture& band, int x, int y) {
+  return imagePixel(band.image, band.imageX + x, band.imageY + y);
+}
+
+// The three values a band pixel is judged by: its colour, or in a grey image
+// its grey value with the two texture values.
+pixelVal sampleAt(const BandPicture& band, int x, int y) {
+  const uint8_t* c = colourAt(band, x, y);
+  if (!band.texHor) return pixelVal{{double(c[0]), double(c[1]), double(c[2])}};
+  return pixelVal{{double(c[0]), double(*imagePixel(band.texHor, band.texColumn[x], band.texRow[y])),
+                   double(*imagePixel(band.texVer, band.texColumn[x], band.texRow[y]))}};
+}
+
+void addTerminals(KORUSEHybrid& e, const BandPicture& band) {
+  KORUSEGraph& g = *e.m_trimapGraph;
+  int node = 0;
+  for (int y = 0; y < band.height; ++y)
+    for (int s = band.rowFirstSegment[y]; s < band.rowFirstSegment[y + 1]; ++s) {
+      const TrimapSegment& seg = band.segments[s];
+      for (int x = seg.begin; x < seg.end; ++x, ++node) {
+        DataTerm term{0.0, 0.0};
+        if (seg.value == kTrimapOuterRing)
+          term = {0.0, kHardCapacity};
+        else if (seg.value == kTrimapInnerRing)
+          term = {kHardCapacity, 0.0};
+        else if (seg.value == kTrimapBand)
+          term = bandDataTerm(e.m_fgModel, e.m_bgModel, sampleAt(band, x, y));
+        addDataTerm(g, node, term);
+      }
+    }
+}
+
+// Four edges per node in slot order; towards a pixel outside the band the
+// graph has no node and the edge is absent.
+void addEdges(KORUSEHybrid& e, const BandPicture& band, const float* table) {
+  KORUSEGraph& g = *e.m_trimapGraph;
+  const float diagonal = static_cast<float>(e.m_lambda * kDiagonalFactorWide);
+  int node = 0;
+  for (int y = 0; y < band.height; ++y)
+    for (int s = band.rowFirstSegment[y]; s < band.rowFirstSegment[y + 1]; ++s)
+      for (int x = band.segments[s].begin; x < band.segments[s].end; ++x, ++node) {
+        const unsigned present = g.neighbourMask(node);
+        const uint8_t* p = colourAt(band, x, y);
+        for (int slot = 0; slot < 4; ++slot) {
+          if (!((present >> slot) & 1)) {
+            g.addEdge(node, -1, 0.0f, 0.0f, true);
+            continue;
+          }
+          const uint8_t* q = colourAt(band, x + kSlotDx[slot], y + kSlotDy[slot]);
+          const float t0 = table[std::abs(p[0] - q[0])], t1 = table[std::abs(p[1] - q[1])],
+                      t2 = table[std::abs(p[2] - q[2])];
+          float cap;
+          if (slot == 0)
+            cap = static_cast<float>(e.m_lambda);  // no contrast term across columns: kept so
+          else if (slot == 2)
+            cap = static_cast<float>(e.m_lambda * t0 * t1 * t2);
+          else
+            cap = diagonal * t0 * t1 * t2;
+          g.addEdge(node, -1, cap, cap, false);
+        }
+      }
+}
+
+}  // namespace
+
+BandRuns BandPicture::runs() const {
+  BandRuns rows;
+  rows.start(width, height);
+  for (int y = 0; y < height; ++y) {
+    for (int s = rowFirstSegment[y]; s < rowFirstSegment[y + 1]; ++s) rows.add(segments[s].begin, segments[s].end);
+    rows.endRow();
+  }
+  return rows;
+}
+
+int buildBandGraph(KORUSEHybrid& e, const BandPicture& band) {
+  const BandRuns rows = band.runs();
+  int nodes = 0;
+  for (const BandRun& r : rows.runs) nodes += r.end - r.begin;
+  e.m_trimapGraph = new KORUSEGraph(nodes, 4 * nodes, band.width, band.height, 0);
+  KORUSEGraph& g = *e.m_trimapGraph;
+  if (!g.parentArc || !g.arcArray || g.setBand(rows) != nodes) return 1;
+  float* table = static_cast<float*>(KORU_Malloc_Msg(1024, "constructGraphTrimapKORU", 2385));
+  if (!table) return 2;
+  g.addNode(nodes);
+  addTerminals(e, band);
+  fillContrastTable(table, e.m_beta);
+  addEdges(e, band, table);
+  KORU_Free_Msg(table, "constructGraphTrimapKORU", 2631);
+  return 0;
+}
+
+BandPicture pictureOfCrops(const IplImage* image, const IplImage* trimap, const IplImage* texHor,
+                           const IplImage* texVer) {
+  BandPicture band;
+  band.width = trimap->width;
+  band.height = trimap->height;
+  band.image = image;
+  band.rowFirstSegment.push_back(0);
+  for (int y = 0; y < band.height; ++y) {
+    const uint8_t* t = imageRow(trimap, y);
+    for (int x = 0; x < band.width;) {
+      const int begin = x;
+      while (x < band.width && t[x] == t[begin]) ++x;
+      if (t[begin] != kTrimapLeftOut) band.segments.push_back({begin, x, t[begin]});
+    }
+    band.rowFirstSegment.push_back(static_cast<int32_t>(band.segments.size()));
+  }
+  if (KORUSEMarker::m_isGreyScale && texHor && texVer) {
+    band.texHor = texHor;
+    band.texVer = texVer;
+    for (int x = 0; x < band.width; ++x) band.texColumn.push_back(x);
+    for (int y = 0; y < band.height; ++y) band.texRow.push_back(y);
+  }
+  return band;
+}
