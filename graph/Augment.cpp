@@ -20,19 +20,25 @@ inline int flowArc(int arc) {
 template <class Grid>
 template <bool kSinkSide>
 float SearchTree<Grid>::bottleneck(int start, float f, PathSide& side) {
-  int v = start;
-  side.length = 0;
-  for (int p = parent[v]; p != TERMINAL_ARC; p = parent[v]) {
-    if (side.length < kPathRecord) {
-      side.nodes[side.length] = v;
-      side.arcs[side.length] = p;
-      ++side.length;
-    }
-    const float c = cap[flowArc<kSinkSide>(p)];
-    if (c < f) f = c;
-    v = parentNode[v];
+  const int32_t* const up = parent;
+  const int32_t* const upNode = parentNode;
+  const float* const c = cap;
+  int v = start, n = 0;
+  int p = up[v];
+  for (; p != TERMINAL_ARC && n < kPathRecord; p = up[v], ++n) {
+    side.nodes[n] = v;
+    side.arcs[n] = p;
+    const float r = c[flowArc<kSinkSide>(p)];
+    if (r < f) f = r;
+    v = upNode[v];
   }
-  side.rest = side.length < kPathRecord ? v : parentNode[side.nodes[kPathRecord - 1]];
+  side.length = n;
+  side.rest = v;
+  for (; p != TERMINAL_ARC; p = up[v]) {  // beyond the record
+    const float r = c[flowArc<kSinkSide>(p)];
+    if (r < f) f = r;
+    v = upNode[v];
+  }
   const float root = kSinkSide ? -terminal[v] : terminal[v];
   return root < f ? root : f;
 }
@@ -42,19 +48,21 @@ float SearchTree<Grid>::bottleneck(int start, float f, PathSide& side) {
 template <class Grid>
 template <bool kSinkSide>
 void SearchTree<Grid>::push(float f, const PathSide& side) {
-  for (int k = 0; k < side.length; ++k) {
+  float* const c = cap;
+  const int length = side.length;
+  for (int k = 0; k < length; ++k) {
     const int along = flowArc<kSinkSide>(side.arcs[k]);
-    cap[along] -= f;
-    cap[KORUSEGraph::sisterArc(along)] += f;
-    if (cap[along] == 0.0f) addOrphan(side.nodes[k]);
+    c[along] -= f;
+    c[KORUSEGraph::sisterArc(along)] += f;
+    if (c[along] == 0.0f) addOrphan(side.nodes[k]);
   }
   int v = side.rest;
   for (int p = parent[v]; p != TERMINAL_ARC; p = parent[v]) {  // beyond the record
     const int along = flowArc<kSinkSide>(p);
-    cap[along] -= f;
-    cap[KORUSEGraph::sisterArc(along)] += f;
+    c[along] -= f;
+    c[KORUSEGraph::sisterArc(along)] += f;
     const int next = parentNode[v];
-    if (cap[along] == 0.0f) addOrphan(v);
+    if (c[along] == 0.0f) addOrphan(v);
     v = next;
   }
   if (kSinkSide)

@@ -99,11 +99,17 @@ struct BandGrid {
   // Left and right are the next nodes; a diagonal or vertical neighbour is
   // its row's base plus the present neighbours before it in that row.
   int head(int i, int k) const {
-    static constexpr uint8_t kBefore[8] = {0, 0, BAND_UPPER_LEFT, BAND_UPPER_LEFT | BAND_UPPER, 0,
-                                           BAND_LOWER_LEFT | BAND_LOWER, BAND_LOWER_LEFT, 0};
-    static constexpr int8_t kStep[8] = {-1, 0, 0, 0, 1, 0, 0, 0};
-    const int base = k == 0 || k == 4 ? i : k < 4 ? baseUp[i] : baseDown[i];
-    return base + kStep[k] + __builtin_popcount(present[i] & kBefore[k]);
+    const unsigned m = present[i];
+    switch (k) {
+      case 0: return i - 1;
+      case 1: return baseUp[i];
+      case 2: return baseUp[i] + ((m >> 1) & 1);
+      case 3: return baseUp[i] + ((m >> 1) & 1) + ((m >> 2) & 1);
+      case 4: return i + 1;
+      case 5: return baseDown[i] + ((m >> 7) & 1) + ((m >> 6) & 1);
+      case 6: return baseDown[i] + ((m >> 7) & 1);
+      default: return baseDown[i];
+    }
   }
   int arc(int i, int k) const { return k < 4 ? 8 * i + 2 * k : 8 * head(i, k) + 2 * k - 7; }
   // All eight at once (meaningful where presence(i) has the bit): one load
