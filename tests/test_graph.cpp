@@ -203,6 +203,42 @@ TEST(MaxFlowAdoption, ShortestWalkThenVisitingOrderElseFree) {
   EXPECT_EQ(g->arcHead(g->parentArc[4]), 0);
 }
 
+// The smallest case found (this file's Edmonds-Karp against the search with
+// freed nodes' orphaned neighbours left unqueued) where that rule leaves nodes
+// free that still reach the sink, and the cut read back is not minimal:
+//
+//   nodes  0 1 2 3     terminals: 3 from the source, 2; to the sink 0 and 4: 3,
+//          4 5 6 7                1, 2 and 5: 1
+//   edges (both ways): 1-2: 1, 5-2: 1, 6-1: 2, 6-2: 2, 6-3: 2, 7-3: 1
+//
+// All of 3's source capacity flows through 6: the flow and the minimum cut
+// (source -> 3) are 2. Without the re-activation, 1 and 6 stay free and read
+// as object side, and the cut read back is 4.
+TEST(MaxFlowAdoption, FreedNodesOrphanedNeighboursCanGrowBack) {
+  const std::vector<float> cs = {0, 0, 0, 2, 0, 0, 0, 0}, ct = {3, 1, 1, 0, 3, 1, 0, 0};
+  const std::vector<std::vector<int>> edges = {{1, 2, 1}, {5, 2, 1}, {6, 1, 2}, {6, 2, 2}, {6, 3, 2}, {7, 3, 1}};
+  auto g = grid(4, 2, cs, ct, [&](int n, int k) {
+    const int m = n + kDy[k] * 4 + kDx[k];
+    for (const auto& e : edges)
+      if ((e[0] == n && e[1] == m) || (e[0] == m && e[1] == n)) return float(e[2]);
+    return 0.0f;
+  });
+  g_cancelTimer = create_timer();
+  start_cpu_timer(g_cancelTimer);
+  EXPECT_FLOAT_EQ(g->maxFlow(), 2.0f);
+  destroy_timer(g_cancelTimer);
+  g_cancelTimer = nullptr;
+  Reference ref(10);
+  for (int i = 0; i < 8; ++i) ref.add(8, i, cs[i]), ref.add(i, 9, ct[i]);
+  for (const auto& e : edges) ref.add(e[0], e[1], e[2]), ref.add(e[1], e[0], e[2]);
+  auto sink = [&](int v) { return v == 9 || (v < 8 && g->getTreeofNode(v)); };
+  double cut = 0.0;
+  for (size_t a = 0; a < ref.cap.size(); a += 2) cut += !sink(ref.from[a]) && sink(ref.to[a]) ? ref.cap[a] : 0.0;
+  EXPECT_DOUBLE_EQ(ref.maxFlow(8, 9), 2.0);
+  EXPECT_DOUBLE_EQ(cut, 2.0);
+  EXPECT_TRUE(g->getTreeofNode(1) && g->getTreeofNode(6) && !g->getTreeofNode(3) && !g->getTreeofNode(7));
+}
+
 // Seeded random grids, with second terminal weights and addToEdge extras:
 // the flow equals the reference's max-flow and the capacity of the cut read
 // back with getTreeofNode.
