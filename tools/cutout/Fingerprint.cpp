@@ -13,25 +13,13 @@
 #include "BenchmarkFolder.h"
 #include "Failure.h"
 #include "FreshGenerator.h"
+#include "Fnv1a.h"
 #include "Photo.h"
 #include "Replay.h"
 #include "RobotUser.h"
 #include "SyntheticScene.h"
 
 namespace {
-
-// FNV-1a, 64 bits: enough to tell two results apart, cheap at 50 MP.
-class Hash {
- public:
-  void add(const void* data, size_t bytes) {
-    const auto* p = static_cast<const unsigned char*>(data);
-    for (size_t i = 0; i < bytes; ++i) value_ = (value_ ^ p[i]) * 1099511628211ull;
-  }
-  unsigned long long value() const { return value_; }
-
- private:
-  unsigned long long value_ = 14695981039346656037ull;
-};
 
 // The library's log lines since the last take(), timings left out (they
 // differ from run to run by nature).
@@ -45,7 +33,7 @@ class StepLog {
   static std::pair<unsigned long long, int> take() {
     std::lock_guard<std::mutex> lock(mutex());
     const auto result = std::make_pair(hash().value(), lines());
-    hash() = Hash();
+    hash() = Fnv1a();
     lines() = 0;
     return result;
   }
@@ -63,8 +51,8 @@ class StepLog {
     static std::mutex m;
     return m;
   }
-  static Hash& hash() {
-    static Hash h;
+  static Fnv1a& hash() {
+    static Fnv1a h;
     return h;
   }
   static int& lines() {
@@ -74,7 +62,7 @@ class StepLog {
 };
 
 void report(const std::string& session, const std::string& step, const Shown& shown) {
-  Hash mask, preview, outline;
+  Fnv1a mask, preview, outline;
   mask.add(shown.mask.data(), shown.mask.size());
   preview.add(shown.preview.data(), shown.preview.size() * sizeof(unsigned int));
   for (const auto& contour : shown.outline) {
