@@ -20,6 +20,7 @@
 #include "interface/KORUSEMarker.h"
 #include "support/ImageRows.h"
 #include "support/KORULog.h"
+#include "support/LargePages.h"
 #include "support/NearestSampling.h"
 #include "support/StageTrace.h"
 
@@ -231,6 +232,7 @@ IplImage* KORUSEHybrid::intelligentUpscaling(IplImage* mask) {
   IplImage* result;
   if (status == 0) {
     result = newImage(fullWidth, fullHeight, 1, 1780);
+    preferLargePages(result->imageData, result->imageSize);
     writeResult(result, labels, maps, band, box, *m_trimapGraph);
   } else {
     result = fallbackEnlargement(mask);

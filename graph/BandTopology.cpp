@@ -8,6 +8,7 @@
 #include "graph/KORUSEGraph.h"
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
+#include "support/LargePages.h"
 
 namespace {
 
@@ -107,6 +108,7 @@ int KORUSEGraph::setBand(const BandRuns& rows) {
     logBadCall("setBand", "no memory for the band's tables");
     return -1;
   }
+  preferLargePages(block, bytes + 2 * n * sizeof(int32_t));
   band->present = block;
   band->baseUp = reinterpret_cast<int32_t*>(block + bytes);
   band->baseDown = band->baseUp + n;

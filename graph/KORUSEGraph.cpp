@@ -9,6 +9,7 @@
 #include "graph/SearchTree.h"
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
+#include "support/LargePages.h"
 
 namespace {
 
@@ -43,6 +44,8 @@ void KORUSEGraph::allocateStorage(int nodeRecords, int edgeRecords) {
     arcArray = nullptr;
     return;
   }
+  preferLargePages(block, 5 * words + bytes);
+  preferLargePages(arcArray, arcBytes);
   parentArc = reinterpret_cast<int32_t*>(block);
   parentNode = reinterpret_cast<int32_t*>(block + words);
   residualTerminalCapacity = reinterpret_cast<float*>(block + 2 * words);
