@@ -80,16 +80,16 @@ void KORUSEGraph::ProcessSourceOrphans(int orphan) {
   if (!validNode(orphan, "ProcessSourceOrphans")) return;
   syncParentNodes();
   if (band)
-    SearchTree<BandGrid>(*this, {band->present, band->baseUp, band->baseDown}).adopt(orphan, SOURCE_TREE);
+    SearchTree<BandGrid>(*this, bandGridOf(*this)).adopt(orphan, SOURCE_TREE);
   else
-    SearchTree<WholeGrid>(*this, {width, height, neighbourOffsetTable}).adopt(orphan, SOURCE_TREE);
+    SearchTree<WholeGrid>(*this, wholeGridOf(*this)).adopt(orphan, SOURCE_TREE);
 }
 
 void KORUSEGraph::ProcessSinkOrphans(int orphan) {
   if (!validNode(orphan, "ProcessSinkOrphans")) return;
   syncParentNodes();
   if (band)
-    SearchTree<BandGrid>(*this, {band->present, band->baseUp, band->baseDown}).adopt(orphan, SINK_TREE);
+    SearchTree<BandGrid>(*this, bandGridOf(*this)).adopt(orphan, SINK_TREE);
   else
-    SearchTree<WholeGrid>(*this, {width, height, neighbourOffsetTable}).adopt(orphan, SINK_TREE);
+    SearchTree<WholeGrid>(*this, wholeGridOf(*this)).adopt(orphan, SINK_TREE);
 }

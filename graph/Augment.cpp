@@ -94,7 +94,7 @@ template int SearchTree<BandGrid>::augment(int);
 void KORUSEGraph::AugmentPath(int middleArc) {
   syncParentNodes();
   if (band)
-    SearchTree<BandGrid>(*this, {band->present, band->baseUp, band->baseDown}).augment(middleArc);
+    SearchTree<BandGrid>(*this, bandGridOf(*this)).augment(middleArc);
   else
-    SearchTree<WholeGrid>(*this, {width, height, neighbourOffsetTable}).augment(middleArc);
+    SearchTree<WholeGrid>(*this, wholeGridOf(*this)).augment(middleArc);
 }

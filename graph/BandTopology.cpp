@@ -65,7 +65,7 @@ bool wellFormed(const BandRuns& band, int width, int height) {
 
 void KORUSEGraph::releaseBand() {
   if (!band) return;
-  KORU_Free_Msg(band->present, "setBand", __LINE__);
+  KORU_Free_Msg(band->node, "setBand", __LINE__);
   delete band;
   band = nullptr;
 }
@@ -98,20 +98,17 @@ int KORUSEGraph::setBand(const BandRuns& rows) {
     logBadCall("setBand", "more band pixels than the graph was allocated for");
     return -1;
   }
-  // present, then baseUp and baseDown.
-  const size_t n = static_cast<size_t>(nodes), bytes = (n + 7) & ~size_t(7);
-  auto* block = static_cast<unsigned char*>(
-      KORU_Malloc_Msg(std::max<size_t>(bytes + 2 * n * sizeof(int32_t), 1), "setBand", __LINE__));
+  const size_t n = static_cast<size_t>(nodes);
+  auto* block = static_cast<BandNeighbours*>(
+      KORU_Malloc_Msg(std::max<size_t>(n * sizeof(BandNeighbours), 1), "setBand", __LINE__));
   band = block ? new (std::nothrow) BandTopology : nullptr;
   if (!band) {
     if (block) KORU_Free_Msg(block, "setBand", __LINE__);
     logBadCall("setBand", "no memory for the band's tables");
     return -1;
   }
-  preferLargePages(block, bytes + 2 * n * sizeof(int32_t));
-  band->present = block;
-  band->baseUp = reinterpret_cast<int32_t*>(block + bytes);
-  band->baseDown = band->baseUp + n;
+  preferLargePages(block, n * sizeof(BandNeighbours));
+  band->node = block;
   band->nodes = static_cast<int32_t>(nodes);
   band->rows = rows;
   band->runFirstNode.swap(runFirstNode);
@@ -124,12 +121,12 @@ int KORUSEGraph::setBand(const BandRuns& rows) {
       for (int x = run.begin; x < run.end; ++x, ++i) {
         up.advance(x - 1);
         down.advance(x - 1);
-        band->present[i] = (x > run.begin ? BAND_LEFT : 0) | (up.has(x - 1) ? BAND_UPPER_LEFT : 0) |
+        band->node[i].present = (x > run.begin ? BAND_LEFT : 0) | (up.has(x - 1) ? BAND_UPPER_LEFT : 0) |
                            (up.has(x) ? BAND_UPPER : 0) | (up.has(x + 1) ? BAND_UPPER_RIGHT : 0) |
                            (x + 1 < run.end ? BAND_RIGHT : 0) | (down.has(x + 1) ? BAND_LOWER_RIGHT : 0) |
                            (down.has(x) ? BAND_LOWER : 0) | (down.has(x - 1) ? BAND_LOWER_LEFT : 0);
-        band->baseUp[i] = up.index(x - 1);
-        band->baseDown[i] = down.index(x - 1);
+        band->node[i].baseUp = up.index(x - 1);
+        band->node[i].baseDown = down.index(x - 1);
       }
     }
   }
@@ -150,6 +147,6 @@ int KORUSEGraph::nodeAt(int x, int y) const {
 
 unsigned KORUSEGraph::neighbourMask(int i) const {
   if (!validNode(i, "neighbourMask")) return 0;
-  if (band) return band->present[i];
+  if (band) return band->node[i].present;
   return WholeGrid{width, height, neighbourOffsetTable}.presence(i);
 }

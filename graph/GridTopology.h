@@ -30,12 +30,16 @@ enum BandDirection : uint8_t {
 //   number of band pixels before it in raster order; then
 //   upper-left = baseUp, upper = baseUp + [upper-left present],
 //   upper-right = upper + [upper present]; the same below with baseDown.
+struct BandNeighbours {
+  int32_t baseUp;
+  int32_t baseDown;
+  uint32_t present;  // BandDirection bits of the neighbours in the band
+};
+
 struct BandTopology {
-  uint8_t* present;                // per node: BandDirection bits of the neighbours in the band
-  int32_t* baseUp;                 // per node
-  int32_t* baseDown;               // per node
-  int32_t nodes;                   // band pixels
-  BandRuns rows;                   // the band itself, for nodeAt
+  BandNeighbours* node;               // per node, read together by the search
+  int32_t nodes;                      // band pixels
+  BandRuns rows;                      // the band itself, for nodeAt
   std::vector<int32_t> runFirstNode;  // per run: its first node
 };
 
@@ -91,47 +95,49 @@ struct WholeGrid {
 
 // Band: indices from the neighbour tables.
 struct BandGrid {
-  const uint8_t* present;
-  const int32_t* baseUp;
-  const int32_t* baseDown;
+  const BandNeighbours* node;
 
-  unsigned presence(int i) const { return present[i]; }
+  unsigned presence(int i) const { return node[i].present; }
   // Left and right are the next nodes; a diagonal or vertical neighbour is
   // its row's base plus the present neighbours before it in that row.
   int head(int i, int k) const {
-    const unsigned m = present[i];
+    const BandNeighbours& n = node[i];
+    const unsigned m = n.present;
     switch (k) {
       case 0: return i - 1;
-      case 1: return baseUp[i];
-      case 2: return baseUp[i] + ((m >> 1) & 1);
-      case 3: return baseUp[i] + ((m >> 1) & 1) + ((m >> 2) & 1);
+      case 1: return n.baseUp;
+      case 2: return n.baseUp + ((m >> 1) & 1);
+      case 3: return n.baseUp + ((m >> 1) & 1) + ((m >> 2) & 1);
       case 4: return i + 1;
-      case 5: return baseDown[i] + ((m >> 7) & 1) + ((m >> 6) & 1);
-      case 6: return baseDown[i] + ((m >> 7) & 1);
-      default: return baseDown[i];
+      case 5: return n.baseDown + ((m >> 7) & 1) + ((m >> 6) & 1);
+      case 6: return n.baseDown + ((m >> 7) & 1);
+      default: return n.baseDown;
     }
   }
   int arc(int i, int k) const { return k < 4 ? 8 * i + 2 * k : 8 * head(i, k) + 2 * k - 7; }
-  // All eight at once (meaningful where presence(i) has the bit): one load
-  // of each table instead of one per direction.
+  // All eight at once (meaningful where presence(i) has the bit).
   void neighbours(int i, int arcs[8], int heads[8]) const {
-    const unsigned m = present[i];
-    const int up = baseUp[i], down = baseDown[i];
-    const int upper = up + ((m >> 1) & 1), lowerLeftCount = (m >> 7) & 1;
+    const BandNeighbours n = node[i];
+    const unsigned m = n.present;
+    const int upper = n.baseUp + ((m >> 1) & 1), lowerLeftCount = (m >> 7) & 1;
     heads[0] = i - 1;
-    heads[1] = up;
+    heads[1] = n.baseUp;
     heads[2] = upper;
     heads[3] = upper + ((m >> 2) & 1);
     heads[4] = i + 1;
-    heads[7] = down;
-    heads[6] = down + lowerLeftCount;
-    heads[5] = down + lowerLeftCount + ((m >> 6) & 1);
+    heads[7] = n.baseDown;
+    heads[6] = n.baseDown + lowerLeftCount;
+    heads[5] = n.baseDown + lowerLeftCount + ((m >> 6) & 1);
     for (int k = 0; k < 8; ++k) arcs[k] = k < 4 ? 8 * i + 2 * k : 8 * heads[k] + 2 * k - 7;
   }
   // Head of any arc: an odd arc points back to its owner, an even one to the
   // owner's neighbour in its slot.
   int head(int a) const { return (a & 1) ? a >> 3 : head(a >> 3, (a >> 1) & 3); }
 };
+
+// The grids of a graph.
+inline WholeGrid wholeGridOf(const KORUSEGraph& g) { return WholeGrid(g.width, g.height, g.neighbourOffsetTable); }
+inline BandGrid bandGridOf(const KORUSEGraph& g) { return BandGrid{g.band->node}; }
 
 // Node i's eight arcs in visiting order, NO_CANDIDATE where there is none.
 template <class Grid>

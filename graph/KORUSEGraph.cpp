@@ -202,7 +202,7 @@ void KORUSEGraph::addEdge(int /*i*/, int /*j*/, float cap, float revCap, bool ab
     // band has no node to point to.
     const int node = arcFloatCount / 8, slot = (arcFloatCount / 2) % 4;
     const uint8_t slotBit[4] = {BAND_LEFT, BAND_UPPER_LEFT, BAND_UPPER, BAND_UPPER_RIGHT};
-    if (node >= band->nodes || !(band->present[node] & slotBit[slot])) absent = true;
+    if (node >= band->nodes || !(band->node[node].present & slotBit[slot])) absent = true;
   }
   if (absent) {
     cap = revCap = ABSENT_CAPACITY;
@@ -264,15 +264,15 @@ bool KORUSEGraph::getTreeofNode(int i) const {
 }
 
 int KORUSEGraph::arcHead(int arc) const {
-  if (band) return BandGrid{band->present, band->baseUp, band->baseDown}.head(arc);
+  if (band) return bandGridOf(*this).head(arc);
   return ((arc + 1) >> 3) + neighbourOffsetTable[(arc + 1) & 7];
 }
 
 void KORUSEGraph::neighbourArcs(int i, int arcs[8]) const {
   if (band)
-    arcsOf(BandGrid{band->present, band->baseUp, band->baseDown}, i, arcs);
+    arcsOf(bandGridOf(*this), i, arcs);
   else
-    arcsOf(WholeGrid{width, height, neighbourOffsetTable}, i, arcs);
+    arcsOf(wholeGridOf(*this), i, arcs);
 }
 
 bool KORUSEGraph::completeGraph() const {
@@ -285,7 +285,7 @@ void KORUSEGraph::InitBlock() {
   emptyQueues();
   flowValue = 0.0f;
   if (!parentArc || width < 1 || band) return;
-  SearchTree<WholeGrid> init(*this, {width, height, neighbourOffsetTable});
+  SearchTree<WholeGrid> init(*this, wholeGridOf(*this));
   const int firstRow = blockRow * blockHeight;
   const int firstColumn = blockColumn * blockWidth;
   for (int row = firstRow; row < firstRow + blockHeight; ++row) {

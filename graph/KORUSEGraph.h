@@ -128,7 +128,7 @@ class KORUSEGraph {
   // absent ones towards pixels outside the band, addtWeights). Returns the
   // number of band nodes, or -1 (logged) when the graph is not empty, is a
   // block view, the runs are not of its grid, or the band's tables cannot be
-  // allocated. Cost: one pass over the band's nodes; 9 bytes per node.
+  // allocated. Cost: one pass over the band's nodes; 12 bytes per node.
   int setBand(const BandRuns& rows);
   // The same for the pixels whose mask byte is nonzero (row y at mask + y * stride).
   int setBand(const uint8_t* mask, size_t stride);

@@ -29,7 +29,7 @@ float KORUSEGraph::maxFlow() {
 void KORUSEGraph::maxflowInit() {
   emptyQueues();
   if (!parentArc) return;
-  SearchTree<WholeGrid> init(*this, {width, height, neighbourOffsetTable});  // the grid is not read
+  SearchTree<WholeGrid> init(*this, wholeGridOf(*this));  // the grid is not read
   for (int node = 0; node < nodeCount; ++node) {
     nextActive[node] = NOT_QUEUED;
     nextOrphan[node] = NOT_QUEUED;
@@ -38,8 +38,8 @@ void KORUSEGraph::maxflowInit() {
 }
 
 float KORUSEGraph::maxFlowSerialCall() {
-  if (band) return SearchTree<BandGrid>(*this, {band->present, band->baseUp, band->baseDown}).run();
-  return SearchTree<WholeGrid>(*this, {width, height, neighbourOffsetTable}).run();
+  if (band) return SearchTree<BandGrid>(*this, bandGridOf(*this)).run();
+  return SearchTree<WholeGrid>(*this, wholeGridOf(*this)).run();
 }
 
 // A source node: grow over its arcs i -> j with residual capacity. Returns the

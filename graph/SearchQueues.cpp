@@ -6,7 +6,7 @@
 
 namespace {
 // The queues do not depend on the kind of grid.
-SearchTree<WholeGrid> queuesOf(KORUSEGraph& g) { return SearchTree<WholeGrid>(g, {g.width, g.height, g.neighbourOffsetTable}); }
+SearchTree<WholeGrid> queuesOf(KORUSEGraph& g) { return SearchTree<WholeGrid>(g, wholeGridOf(g)); }
 }  // namespace
 
 void KORUSEGraph::AddToActiveQueue(int node) {
