@@ -8,12 +8,17 @@
 // Each size runs in a child process of its own: the photo is made there, the
 // peak is reset, then the edit runs three times and each stage's median is
 // reported. One size's freed memory cannot then count in another's peak.
+// The "whole edit" row says whether the band was cut (refined = 1) or the
+// mask merely enlarged. The last row is the time an edit takes to return
+// after a cancel from another thread: the worst of ten cancels spread over
+// the edit (wall time).
 #include <android/log.h>
 #include <benchmark/benchmark.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -21,6 +26,7 @@
 #include <map>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "SegmentationCore.h"
@@ -107,7 +113,51 @@ Table tracedEdit(cv::Size size, std::vector<unsigned int>& pixels, const std::ar
   return t;
 }
 
-// In the child: the photo at `megapixels`, three edits, the median per row.
+// How long processSegment takes to return after cancelSegmentation comes
+// from another thread, the worst of cancels spread over the edit's length
+// (wall time, ms). The session is set up first: a cancel that comes before
+// the engine exists is cleared by its creation, as the engine is made to.
+double worstCancelLatency(cv::Size size, std::vector<unsigned int>& pixels, const std::array<int, 4>& box) {
+  using Clock = std::chrono::steady_clock;
+  const int w = size.width, h = size.height;
+  std::vector<int> marks(pixels.size(), 0);
+  for (int y = box[1]; y <= box[3]; ++y)
+    std::fill_n(marks.begin() + size_t(y) * w + box[0], box[2] - box[0] + 1, 4);
+  std::vector<int> loop = {box[0], box[1], box[2], box[1], box[2], box[3], box[0], box[3]};
+  std::vector<unsigned int> preview(pixels);
+  std::vector<unsigned char> mask(pixels.size());
+  setSourceImage(w, h, pixels.data());
+  initSegmentationEngine(0);
+  const auto edit = [&] {
+    resetSegmentationInterface();
+    setCurrentMarkerVector(8, loop.data());
+    setMarkerImage(w, h, marks.data(), 0);
+    processSegment(0, 0, 0, preview.data(), mask.data());
+  };
+  const auto start = Clock::now();
+  edit();
+  const auto length = Clock::now() - start;
+  double worst = 0;
+  const int kCancels = 10;
+  for (int k = 1; k <= kCancels; ++k) {
+    Clock::time_point cancelled;
+    std::thread canceller([&] {
+      std::this_thread::sleep_for(length * k / (kCancels + 1));
+      cancelled = Clock::now();
+      cancelSegmentation();
+    });
+    edit();
+    const auto returned = Clock::now();
+    canceller.join();
+    if (returned > cancelled)
+      worst = std::max(worst, std::chrono::duration<double, std::milli>(returned - cancelled).count());
+  }
+  deinitSegmentation();
+  return worst;
+}
+
+// In the child: the photo at `megapixels`, three edits, the median per row,
+// then the cancel latency.
 std::string measure(double megapixels) {
   const std::vector<BenchmarkPhoto> samples = readSampleFolder(SEG_SAMPLES_DIR);
   const BenchmarkPhoto& coffee = samples.front();
@@ -135,6 +185,7 @@ std::string measure(double megapixels) {
     std::sort(cpu.begin(), cpu.end());
     out << runs[0][i].stage << '\t' << cpu[cpu.size() / 2] << '\t' << peak << '\n';
   }
+  out << "cancel: worst wait (wall)\t" << worstCancelLatency(size, pixels, box) << "\t0\n";
   return out.str();
 }
 
@@ -181,16 +232,19 @@ void stage(benchmark::State& state, double megapixels, int row) {
   if (row >= int(table.size())) return state.SkipWithError("no such stage at this size");
   for (auto _ : state) state.SetIterationTime(table[row].cpuMs / 1e3);
   state.SetLabel(table[row].stage);
-  state.counters["peak_MB"] = table[row].peakMB;
+  if (table[row].stage.rfind("cancel", 0) != 0) state.counters["peak_MB"] = table[row].peakMB;
+  if (table[row].stage == "whole edit")  // 1 when the band was cut, 0 for the plain enlargement
+    state.counters["refined"] =
+        std::any_of(table.begin(), table.end(), [](const Row& r) { return r.stage == "refinement: search"; });
 }
 
 const int kRegistered = [] {
   __android_log_set_minimum_priority(ANDROID_LOG_WARN);
   // The rows an edit has: box marks, photo and engine, labels, region, five
   // cuts of three rows, the mask, the refinement's three rows,
-  // post-processing, history, outline, the whole edit. A size without
-  // refinement reports fewer.
-  const int kRows = 27;
+  // post-processing, history, outline, the whole edit, the cancel latency. A
+  // size without refinement reports fewer.
+  const int kRows = 28;
   for (const auto& size : {std::make_pair(0.24, "0.24MP"), std::make_pair(1.2, "1.2MP"),
                            std::make_pair(12.0, "12MP"), std::make_pair(48.0, "48MP")})
     for (int row = 0; row < kRows; ++row) {
