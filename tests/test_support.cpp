@@ -9,6 +9,9 @@
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
 #include "support/KORUTimer.h"
+#include "support/NearestSampling.h"
+
+#include <opencv2/imgproc/imgproc_c.h>
 
 // The failure paths need malloc to answer null instead of aborting under ASan.
 extern "C" const char* __asan_default_options() { return "allocator_may_return_null=1"; }
@@ -144,4 +147,32 @@ TEST(Log, SizeGuard) {
   EXPECT_FALSE(checkImageSize(3, -1, "probe", 8));
   EXPECT_EQ(log.lines(), (std::vector<LogLine>{{ANDROID_LOG_ERROR, "Error", "MEMORY_CRASH : probe 7"},
                                                {ANDROID_LOG_ERROR, "Error", "MEMORY_CRASH : probe 8"}}));
+}
+
+// The maps must pick exactly the pixels a whole cvResize copies: seeded
+// random images, enlarged and reduced by odd factors, up to sizes whose
+// indices need two bytes, compared pixel by pixel.
+TEST(NearestSampling, SamePixelsAsCvResize) {
+  std::srand(11);
+  const int sizes[][4] = {{1, 1, 7, 5},     {320, 240, 640, 480}, {339, 226, 600, 400},  {300, 1, 1201, 3},
+                          {1, 300, 2, 977}, {640, 480, 320, 240}, {301, 257, 4243, 2828}, {17, 9, 5, 4}};
+  for (const auto& s : sizes) {
+    IplImage* source = cvCreateImage(cvSize(s[0], s[1]), IPL_DEPTH_8U, 1);
+    IplImage* whole = cvCreateImage(cvSize(s[2], s[3]), IPL_DEPTH_8U, 1);
+    for (int y = 0; y < s[1]; ++y)
+      for (int x = 0; x < s[0]; ++x) source->imageData[y * source->widthStep + x] = char(std::rand());
+    cvResize(source, whole, CV_INTER_NN);
+    const NearestSampling maps = nearestSampling(s[0], s[1], s[2], s[3]);
+    int wrong = 0;
+    for (int y = 0; y < s[3]; ++y)
+      for (int x = 0; x < s[2]; ++x)
+        wrong += whole->imageData[y * whole->widthStep + x] !=
+                 source->imageData[maps.row[y] * source->widthStep + maps.column[x]];
+    EXPECT_EQ(wrong, 0) << s[0] << "x" << s[1] << " -> " << s[2] << "x" << s[3];
+    for (int c = 0; c < s[0]; ++c)  // the inverse: the columns taking c, or none
+      for (int x = 0; x < s[2]; ++x)
+        ASSERT_EQ(maps.column[x] == c, x >= maps.firstColumn[c] && x <= maps.lastColumn[c]) << c << " " << x;
+    cvReleaseImage(&source);
+    cvReleaseImage(&whole);
+  }
 }
