@@ -19,7 +19,8 @@
 //   slot 0 left, 1 upper-left, 2 upper, 3 upper-right;
 //   d = 0: owner -> neighbour, d = 1: neighbour -> owner.
 //   sister(a) = a ^ 1
-//   head(a)   whole grid: ((a + 1) >> 3) + neighbourOffsetTable[(a + 1) & 7]
+//   head(a)   whole grid: ((a + 1) >> 3) + neighbourOffsetTable[(a + 1) & 7];
+//             band: from the neighbour tables (GridTopology.h)
 //   A capacity of exactly ABSENT_CAPACITY (-2.0) marks a missing edge; 0 is
 //   saturated.
 //
@@ -55,7 +56,6 @@ constexpr uint8_t SINK_TREE = 1;          // background side
 constexpr uint8_t FREE_NODE = 2;
 constexpr int32_t MIN_GRAPH_RECORDS = 16;          // smallest node and edge allocation
 constexpr double MAXFLOW_TIME_LIMIT_MS = 10000.0;  // on g_cancelTimer; past it the cut is cancelled
-constexpr int32_t UNREACHABLE_DISTANCE = 2147483647;  // adoption: chain ends in an orphan
 
 struct BandTopology;
 struct BandRuns;
