@@ -85,23 +85,15 @@ int setCurrentMarkerVector(int count, int* xy) {
 
 int setMarkerImage(int width, int height, int* markers, int strokeType) {
   return exportGuard("setMarkerImage", 0, [&] {
-    if (!checkImageSize(width, height, "setMarkerImage", 164)) return 0;
-    if (!markers || !haveSource("setMarkerImage")) {
-      if (!markers) logBadCall("setMarkerImage", "null marker buffer");
-      return 0;
-    }
-    if (width != KORUSEMarker::m_originalWidth || height != KORUSEMarker::m_originalHeight) {
-      logBadCall("setMarkerImage", "marker size differs from the source size");
-      return 0;
-    }
+    if (!marksFitPhoto(width, height, markers != nullptr)) return 0;
     // A header over the caller's ints; the conversion saturates to 0..255.
     IplImage view;
     cvInitImageHeader(&view, cvSize(width, height), IPL_DEPTH_32S, 1);
     cvSetData(&view, markers, width * static_cast<int>(sizeof(int)));
-    releaseImage(&markerImage);
-    markerImage = cvCreateImage(cvSize(width, height), IPL_DEPTH_8U, 1);
-    cvConvertScale(&view, markerImage, 1.0, 0.0);
-    KORUSEMarker::currentStroke.type = strokeType;
+    releaseImage(&markerImage);  // first: never two marker images at once
+    IplImage* marks = cvCreateImage(cvSize(width, height), IPL_DEPTH_8U, 1);
+    adoptMarkerImage(marks, strokeType);
+    cvConvertScale(&view, marks, 1.0, 0.0);
     return 0;
   });
 }

@@ -40,21 +40,33 @@ void loadMaskImageInfo(unsigned char* mask) {
   });
 }
 
-// Finds the outline of resultMask into `storage`/`contours` and draws it.
-static IplImage* drawOutline() {
-  IplImage* outline = cvCreateImage(cvGetSize(resultMask), IPL_DEPTH_8U, 1);
-  cvSetZero(outline);
+// Finds the outline of resultMask into `storage`/`contours`.
+static void findOutline() {
   releaseStorage();
   storage = cvCreateMemStorage(0);
   IplImage* scratch = cvCloneImage(resultMask);  // the search destroys its input
   int found = cvFindContours(scratch, storage, &contours, sizeof(CvContour), CV_RETR_LIST,
                              CV_CHAIN_APPROX_SIMPLE, cvPoint(0, 0));
   cvReleaseImage(&scratch);
+  if (found > 0 && contours) pathAvailable = 1;
+}
+
+// Draws the outline found last and paints its full-strength pixels yellow;
+// anti-aliased fringe pixels below 255 are left alone.
+static void paintOutline(unsigned int* blended) {
+  IplImage* outline = cvCreateImage(cvGetSize(resultMask), IPL_DEPTH_8U, 1);
+  cvSetZero(outline);
   if (contours)
     cvDrawContours(outline, contours, cvScalarAll(255), cvScalarAll(255), 255, kOutlineThickness,
                    kAntiAliased, cvPoint(0, 0));
-  if (found > 0 && contours) pathAvailable = 1;
-  return outline;
+  for (int y = 0; y < outline->height; ++y) {
+    const uint8_t* row =
+        reinterpret_cast<const uint8_t*>(outline->imageData + y * outline->widthStep);
+    unsigned int* out = blended + static_cast<size_t>(y) * outline->width;
+    for (int x = 0; x < outline->width; ++x)
+      if (row[x] == 255) out[x] = kOutlineColour;
+  }
+  cvReleaseImage(&outline);
 }
 
 void loadBlendedImageInfo(unsigned int* blended) {
@@ -62,18 +74,9 @@ void loadBlendedImageInfo(unsigned int* blended) {
     if (!haveResult("loadBlendedImageInfo")) return;
     if (!checkImageSize(resultMask->width, resultMask->height, "loadBlendedImageInfo", 493))
       return;
-    IplImage* outline = drawOutline();
-    if (blended) {
-      // Anti-aliased fringe pixels below 255 are left alone.
-      for (int y = 0; y < outline->height; ++y) {
-        const uint8_t* row =
-            reinterpret_cast<const uint8_t*>(outline->imageData + y * outline->widthStep);
-        unsigned int* out = blended + static_cast<size_t>(y) * outline->width;
-        for (int x = 0; x < outline->width; ++x)
-          if (row[x] == 255) out[x] = kOutlineColour;
-      }
-    }
-    cvReleaseImage(&outline);
+    // Found also without a preview to paint: fetch_path_array reads it.
+    findOutline();
+    if (blended) paintOutline(blended);
   });
 }
 

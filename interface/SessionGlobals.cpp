@@ -74,3 +74,22 @@ void createEngine() {
   KORUSEMarker::initializer();
   pHybrid->intializer();
 }
+
+bool marksFitPhoto(int width, int height, bool haveMarks) {
+  if (!checkImageSize(width, height, "setMarkerImage", 164)) return false;
+  if (!haveMarks || !haveSource("setMarkerImage")) {
+    if (!haveMarks) logBadCall("setMarkerImage", "null marker buffer");
+    return false;
+  }
+  if (width != KORUSEMarker::m_originalWidth || height != KORUSEMarker::m_originalHeight) {
+    logBadCall("setMarkerImage", "marker size differs from the source size");
+    return false;
+  }
+  return true;
+}
+
+void adoptMarkerImage(IplImage* marks, int strokeType) {
+  releaseImage(&markerImage);
+  markerImage = marks;
+  KORUSEMarker::currentStroke.type = strokeType;
+}

@@ -35,3 +35,9 @@ void writeSourcePixels(unsigned int* out);
 bool photoSizeHoldable(int width, int height, const char* function);
 // Creates a new engine for the current photo into pHybrid.
 void createEngine();
+// The checks setMarkerImage makes, logged under its name, before it takes
+// marks of this size for the current photo.
+bool marksFitPhoto(int width, int height, bool haveMarks);
+// Makes `marks` (8-bit, the photo's size) the pending edit's marker image,
+// releasing an earlier one, and sets the stroke type.
+void adoptMarkerImage(IplImage* marks, int strokeType);

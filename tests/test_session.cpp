@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <set>
 #include <thread>
@@ -8,6 +9,8 @@
 
 #include "LogCapture.h"
 #include "SessionFixture.h"
+#include "SyntheticScene.h"
+#include "interface/BoxMarks.h"
 #include "interface/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
 
@@ -210,4 +213,64 @@ TEST_F(SessionTest, UndefinedCallsAreLoggedAndTouchNothing) {
   EXPECT_TRUE(log.contains({ANDROID_LOG_ERROR, "Error", "MEMORY_CRASH : setSourceImage 115"}));
   EXPECT_TRUE(log.contains({ANDROID_LOG_ERROR, "Error", "MEMORY_CRASH : setMarkerImage 164"}));
   EXPECT_GE(log.count("Error"), 16u);
+}
+
+// The box marks as they were made before: an int buffer filled box-wise
+// (clipped, nothing for an inverted box) and converted to 8 bits.
+static IplImage* boxMarksViaInts(int w, int h, int x1, int y1, int x2, int y2) {
+  std::vector<int> marks(size_t(w) * h, 0);
+  if (x2 >= x1 && y2 >= y1)
+    for (int y = std::max(y1, 0); y <= std::min(y2, h - 1); ++y)
+      for (int x = std::max(x1, 0); x <= std::min(x2, w - 1); ++x) marks[size_t(y) * w + x] = 4;
+  IplImage view;
+  cvInitImageHeader(&view, cvSize(w, h), IPL_DEPTH_32S, 1);
+  cvSetData(&view, marks.data(), w * int(sizeof(int)));
+  IplImage* out = cvCreateImage(cvSize(w, h), IPL_DEPTH_8U, 1);
+  cvConvertScale(&view, out, 1.0, 0.0);
+  return out;
+}
+
+TEST(BoxMarks, EqualTheIntBufferConversion) {
+  const int w = 7, h = 5;  // rows padded to 8 bytes
+  const int boxes[][4] = {{1, 1, 3, 2}, {0, 0, 6, 4}, {2, 3, 2, 3}, {-3, -2, 2, 1},  {4, 2, 9, 8},
+                          {-5, 1, 20, 3}, {1, -4, 3, 10}, {3, 1, 1, 2}, {1, 3, 2, 1}, {8, 0, 9, 4},
+                          {0, 6, 6, 7},  {-4, -4, -1, -1}};
+  for (const auto& b : boxes) {
+    IplImage* direct = boxMarkerImage(w, h, b[0], b[1], b[2], b[3]);
+    IplImage* reference = boxMarksViaInts(w, h, b[0], b[1], b[2], b[3]);
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x)
+        ASSERT_EQ(direct->imageData[y * direct->widthStep + x], reference->imageData[y * reference->widthStep + x])
+            << "box " << b[0] << "," << b[1] << "," << b[2] << "," << b[3] << " at " << x << "," << y;
+    cvReleaseImage(&direct);
+    cvReleaseImage(&reference);
+  }
+}
+
+// doSegmentationBB keeps no preview, yet its mask and outline are those of
+// the same edit sent through the exported calls with a preview.
+TEST_F(SessionTest, BoxCutMatchesTheSameEditSentByHand) {
+  const Scene scene = discScene(90, 70);
+  Pixels photo = scene.pixels;
+  for (const auto& b : {std::array<int, 4>{20, 10, 70, 60}, std::array<int, 4>{-10, 5, 60, 90}}) {
+    HostMask viaBox(photo.size(), 77), byHand(photo.size(), 77);
+    doSegmentationBB(90, 70, photo.data(), b[0], b[1], b[2], b[3], viaBox.data());
+    const auto boxOutline = fetchOutline();
+
+    open(90, 70, photo);
+    std::vector<int> marks(photo.size(), 0);
+    for (int y = std::max(b[1], 0); y <= std::min(b[3], 69); ++y)
+      for (int x = std::max(b[0], 0); x <= std::min(b[2], 89); ++x) marks[y * 90 + x] = 4;
+    const int x1 = std::max(b[0], 0), y1 = std::max(b[1], 0), x2 = std::min(b[2], 89), y2 = std::min(b[3], 69);
+    std::vector<int> loop;
+    for (int x = x1; x < x2; ++x) loop.insert(loop.end(), {x, y1});
+    for (int y = y1; y < y2; ++y) loop.insert(loop.end(), {x2, y});
+    for (int x = x2; x > x1; --x) loop.insert(loop.end(), {x, y2});
+    for (int y = y2; y > y1; --y) loop.insert(loop.end(), {x1, y});
+    edit(loop, marks, 0, &byHand);
+    EXPECT_EQ(viaBox, byHand);
+    EXPECT_NE(std::count(viaBox.begin(), viaBox.end(), 0), 0);
+    EXPECT_EQ(boxOutline, fetchOutline());
+    deinitSegmentation();
+  }
 }
