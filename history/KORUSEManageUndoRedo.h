@@ -12,7 +12,8 @@
 
 class KORUSEManageUndoRedo {
  public:
-  static uint32_t** m_bitPlane;  // [x][y]: column-major, bit k = object in slot k
+  static uint32_t** m_bitPlane;  // [x][y]: column-major, bit k = object in slot k;
+                                 // the columns lie in one block, column 0 first
   static int32_t m_maxSize;      // slots in the ring: 32
   static int32_t m_current;      // slot the next recorded mask will take
   static int32_t m_top;          // one past the newest recorded slot
@@ -36,6 +37,9 @@ class KORUSEManageUndoRedo {
   static IplImage* getMask(int slot);
   // The mask on display, or null when nothing is recorded.
   static IplImage* prevMask();
+  // The mask on display written into `mask` (8-bit, the source size); false,
+  // and `mask` untouched, when nothing is recorded.
+  static bool prevMaskInto(IplImage* mask);
 
   // ---- navigation ---------------------------------------------------------------
 
@@ -50,6 +54,8 @@ class KORUSEManageUndoRedo {
   static bool canRedo();
 
  private:
+  // Slot k into an 8-bit image; what the planes do not cover reads as 0.
+  static void readSlot(int slot, IplImage* mask);
   static int32_t previous(int32_t slot) { return (slot - 1 + m_maxSize) % m_maxSize; }
   static int32_t next(int32_t slot) { return (slot + 1) % m_maxSize; }
 };

@@ -90,11 +90,9 @@ void cutOutImage(int, int, int, unsigned int* blended, unsigned char* mask) {
     }
     releaseImage(&resultMask);
     resultMask = cvCreateImage(cvSize(w, h), IPL_DEPTH_8U, 1);
-    cvSetZero(resultMask);  // an empty history starts from an empty mask
-    if (IplImage* last = KORUSEManageUndoRedo::prevMask()) {
-      cvCopy(last, resultMask, nullptr);
-      cvReleaseImage(&last);
-    }
+    // The last mask, read straight into the result; an empty history starts
+    // from an empty mask.
+    if (!KORUSEManageUndoRedo::prevMaskInto(resultMask)) cvSetZero(resultMask);
     for (int y = 0; y < h; ++y) {
       uint8_t* out = reinterpret_cast<uint8_t*>(resultMask->imageData + y * resultMask->widthStep);
       const uint8_t* marks =

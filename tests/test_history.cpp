@@ -141,3 +141,39 @@ TEST_F(History, ExportedCallsDeliverMasksOrThePhoto) {
   EXPECT_EQ(untouched, blankMask(9));
   EXPECT_EQ(preview, opaque(photo_));
 }
+
+// Planes are written and read in blocks; the rule stays per pixel: bit k of
+// word [x][y] is 1 exactly where the mask is nonzero, the other bits keep
+// their values. Sizes straddle the blocks, and one is a single column or row.
+TEST_F(SessionTest, PlanesFollowThePerPixelRuleOnOddSizes) {
+  for (auto size : {std::make_pair(1, 1), std::make_pair(1, 130), std::make_pair(131, 1),
+                    std::make_pair(67, 65), std::make_pair(129, 200)}) {
+    const int w = size.first, h = size.second;
+    open(w, h);
+    std::mt19937 rng(w * 1000 + h);
+    const uint8_t values[] = {0, 0, 1, 255, 7};
+    std::vector<uint32_t> model(size_t(w) * h, 0);  // [y * w + x]
+    for (int round = 0; round < 40; ++round) {
+      const int slot = rng() % 32;
+      IplImage* m = cvCreateImage(cvSize(w, h), IPL_DEPTH_8U, 1);
+      for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+          const uint8_t v = values[rng() % 5];
+          m->imageData[y * m->widthStep + x] = static_cast<char>(v);
+          uint32_t& word = model[size_t(y) * w + x];
+          word = v ? (word | (1u << slot)) : (word & ~(1u << slot));
+        }
+      H::setMask(slot, m);
+      cvReleaseImage(&m);
+      const int read = rng() % 32;
+      IplImage* back = H::getMask(read);
+      for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+          ASSERT_EQ(H::m_bitPlane[x][y], model[size_t(y) * w + x]) << w << "x" << h << " at " << x << "," << y;
+          ASSERT_EQ(uint8_t(back->imageData[y * back->widthStep + x]),
+                    ((model[size_t(y) * w + x] >> read) & 1) ? 255 : 0);
+        }
+      cvReleaseImage(&back);
+    }
+  }
+}
