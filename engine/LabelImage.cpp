@@ -28,24 +28,6 @@ inline bool isBrush(int type) { return (type & ~1) == 2; }
 inline bool addsToObject(int type) { return (type & ~2) == 0; }
 }  // namespace
 
-// The box of all nonzero pixels: x0, y0, x1, y1 inclusive; x1 < x0 when
-// there are none.
-static CvRect nonzeroBox(const IplImage* image) {
-  int x0 = image->width, y0 = image->height, x1 = -1, y1 = -1;
-  for (int y = 0; y < image->height; ++y) {
-    const uint8_t* r = imageRow(image, y);
-    int first = 0, last = image->width - 1;
-    while (first <= last && !r[first]) ++first;
-    if (first > last) continue;
-    while (!r[last]) --last;
-    x0 = std::min(x0, first);
-    x1 = std::max(x1, last);
-    y0 = std::min(y0, y);
-    y1 = y;
-  }
-  return cvRect(x0, y0, x1 - x0 + 1, y1 - y0 + 1);
-}
-
 // Brush strokes: dilate the marks; the new ring around a stroke's own value
 // becomes the matching probable label. Only the marks' box grown by the
 // dilation can change (the rest is 0 and stays 0), so only that part is

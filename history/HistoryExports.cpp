@@ -19,8 +19,7 @@ static int deliver(const char* function, IplImage* (*step)(), unsigned int* blen
     resultMask = step();
     if (resultMask) {
       loadMaskImageInfo(mask);
-      loadBlendedImageInfo(blended);
-      releaseImage(&resultMask);
+      deliverOutlineAndRelease(blended);
     } else {
       writeSourcePixels(blended);
     }

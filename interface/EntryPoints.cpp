@@ -110,8 +110,7 @@ int processSegment(int, int, int, unsigned int* blended, unsigned char* mask) {
       logBadCall("processSegment", "no engine (call initSegmentationEngine first)");
     }
     if (resultMask) {
-      loadBlendedImageInfo(blended);
-      releaseImage(&resultMask);
+      deliverOutlineAndRelease(blended);
     } else {
       writeSourcePixels(blended);
     }

@@ -33,6 +33,9 @@ void writeSourcePixels(unsigned int* out);
 // refusal inside cvCreateImage would lose the image header, so a header of
 // ours is tried first, before anything of the session changes.
 bool photoSizeHoldable(int width, int height, const char* function);
+// loadBlendedImageInfo for a result about to go, then releases resultMask:
+// the outline search may work on resultMask itself instead of a copy.
+void deliverOutlineAndRelease(unsigned int* blended);
 // Creates a new engine for the current photo into pHybrid.
 void createEngine();
 // The checks setMarkerImage makes, logged under its name, before it takes

@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
+#include <opencv2/imgproc/imgproc_c.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <random>
 #include <set>
 #include <thread>
 #include <utility>
@@ -272,5 +274,70 @@ TEST_F(SessionTest, BoxCutMatchesTheSameEditSentByHand) {
     EXPECT_NE(std::count(viaBox.begin(), viaBox.end(), 0), 0);
     EXPECT_EQ(boxOutline, fetchOutline());
     deinitSegmentation();
+  }
+}
+
+// The outline as it was found and drawn before: on a copy of the whole mask
+// and into an image of the whole photo.
+static std::pair<std::vector<std::vector<Point>>, Pixels> wholeImageOutline(const IplImage* mask, Pixels preview) {
+  IplImage* scratch = cvCloneImage(mask);
+  CvMemStorage* store = cvCreateMemStorage(0);
+  CvSeq* first = nullptr;
+  cvFindContours(scratch, store, &first, sizeof(CvContour), CV_RETR_LIST, CV_CHAIN_APPROX_SIMPLE, cvPoint(0, 0));
+  IplImage* drawn = cvCreateImage(cvGetSize(mask), IPL_DEPTH_8U, 1);
+  cvSetZero(drawn);
+  if (first) cvDrawContours(drawn, first, cvScalarAll(255), cvScalarAll(255), 255, 2, 16, cvPoint(0, 0));
+  std::vector<std::vector<Point>> polygons;
+  for (CvSeq* c = first; c; c = c->h_next) {
+    polygons.emplace_back();
+    for (int i = 0; i < c->total; ++i) {
+      const CvPoint* p = reinterpret_cast<const CvPoint*>(cvGetSeqElem(c, i));
+      polygons.back().push_back({p->x, p->y});
+    }
+  }
+  for (int y = 0; y < mask->height; ++y)
+    for (int x = 0; x < mask->width; ++x)
+      if (uint8_t(drawn->imageData[y * drawn->widthStep + x]) == 255) preview[size_t(y) * mask->width + x] = 0xFFFFFF00u;
+  cvReleaseImage(&drawn);
+  cvReleaseImage(&scratch);
+  cvReleaseMemStorage(&store);
+  return {polygons, preview};
+}
+
+// Found and drawn only around the object, the outline is still that of the
+// whole photo: objects at the edges, thin slanted lines, specks, holes,
+// values other than 255, photos smaller than the drawing margin.
+TEST_F(SessionTest, OutlineAroundTheObjectEqualsTheWholeImageOne) {
+  std::mt19937 rng(11);
+  const std::pair<int, int> sizes[] = {{1, 1}, {1, 40}, {40, 1}, {20, 15}, {97, 61}, {300, 200}};
+  for (int round = 0; round < 60; ++round) {
+    const int w = sizes[round % 6].first, h = sizes[round % 6].second;
+    open(w, h);
+    IplImage* mask = cvCreateImage(cvSize(w, h), IPL_DEPTH_8U, 1);
+    cvSetZero(mask);
+    for (int i = 0; i < int(rng() % 4); ++i) {
+      const CvPoint a = cvPoint(int(rng() % (w + 10)) - 5, int(rng() % (h + 10)) - 5);
+      const CvPoint b = cvPoint(int(rng() % (w + 10)) - 5, int(rng() % (h + 10)) - 5);
+      const int kind = rng() % 3;
+      if (kind == 0) cvRectangle(mask, a, b, cvScalarAll(255), CV_FILLED);
+      if (kind == 1) cvLine(mask, a, b, cvScalarAll(rng() % 2 ? 255 : 9), 1, 8, 0);
+      if (kind == 2) cvCircle(mask, a, int(rng() % 30), cvScalarAll(0), CV_FILLED);
+    }
+    if (rng() % 2) mask->imageData[(rng() % h) * mask->widthStep + rng() % w] = -1;
+    const auto expected = wholeImageOutline(mask, gradientPhoto(w, h));
+    for (const bool goesNext : {false, true}) {
+      resultMask = cvCloneImage(mask);
+      Pixels preview = gradientPhoto(w, h);
+      if (goesNext) {
+        deliverOutlineAndRelease(preview.data());
+        EXPECT_EQ(resultMask, nullptr);
+      } else {
+        loadBlendedImageInfo(preview.data());
+        releaseImage(&resultMask);
+      }
+      ASSERT_EQ(fetchOutline(), expected.first) << "round " << round;
+      ASSERT_EQ(preview, expected.second) << "round " << round;
+    }
+    cvReleaseImage(&mask);
   }
 }
