@@ -15,6 +15,7 @@ int32_t KORUSEManageUndoRedo::m_top = 0;
 int32_t KORUSEManageUndoRedo::m_bottom = 0;
 int32_t KORUSEManageUndoRedo::width = 0;
 int32_t KORUSEManageUndoRedo::height = 0;
+std::vector<uint8_t> KORUSEManageUndoRedo::m_segmentUsed;
 
 namespace {
 const int32_t kSlots = 32;
@@ -24,7 +25,7 @@ const int32_t kSlots = 32;
 const int kBlock = 64;
 
 // Calls visit(x, y0, y1) for every column x of every block of a w x h area,
-// y0..y1 being the block's rows.
+// y0..y1 being the block's rows (its segment of column x is y0 / kBlock).
 template <typename Visit>
 void forEachBlockColumn(int w, int h, Visit visit) {
   for (int y0 = 0; y0 < h; y0 += kBlock) {
@@ -52,9 +53,16 @@ void KORUSEManageUndoRedo::allocate() {
     throw std::bad_alloc();
   }
   for (int x = 0; x < w; ++x) columns[x] = words + static_cast<size_t>(x) * h;
+  m_segmentUsed.assign(static_cast<size_t>(w) * segmentsPerColumn(h), 0);
   m_bitPlane = columns;
   width = w;
   height = h;
+}
+
+int KORUSEManageUndoRedo::segmentsPerColumn(int h) { return (h + kBlock - 1) / kBlock; }
+
+uint8_t& KORUSEManageUndoRedo::segmentUsed(int x, int y0) {
+  return m_segmentUsed[static_cast<size_t>(x) * segmentsPerColumn(height) + y0 / kBlock];
 }
 
 void KORUSEManageUndoRedo::deallocate() {
@@ -63,6 +71,7 @@ void KORUSEManageUndoRedo::deallocate() {
     delete[] m_bitPlane;
     m_bitPlane = nullptr;
   }
+  m_segmentUsed = std::vector<uint8_t>();
   m_current = m_top = m_bottom = 0;
   width = height = 0;
 }
@@ -79,6 +88,13 @@ void KORUSEManageUndoRedo::setMask(int slot, IplImage* mask) {
   const int h = std::min({height, KORUSEMarker::m_originalHeight, mask->height});
   const uint32_t bit = 1u << slot;
   forEachBlockColumn(w, h, [&](int x, int y0, int y1) {
+    uint8_t& used = segmentUsed(x, y0);
+    if (!used) {  // all words 0: only an object pixel changes them
+      int y = y0;
+      while (y < y1 && !imageRow(mask, y)[x]) ++y;
+      if (y == y1) return;
+      used = 1;
+    }
     uint32_t* column = m_bitPlane[x];
     for (int y = y0; y < y1; ++y) {
       const uint32_t set = imageRow(mask, y)[x] ? bit : 0u;
@@ -93,6 +109,10 @@ void KORUSEManageUndoRedo::readSlot(int slot, IplImage* mask) {
   if (slot >= kSlots || !m_bitPlane || w < mask->width || h < mask->height) cvSetZero(mask);
   if (slot >= kSlots || !m_bitPlane) return;
   forEachBlockColumn(w, h, [&](int x, int y0, int y1) {
+    if (!segmentUsed(x, y0)) {
+      for (int y = y0; y < y1; ++y) imageRow(mask, y)[x] = 0;
+      return;
+    }
     const uint32_t* column = m_bitPlane[x];
     for (int y = y0; y < y1; ++y) imageRow(mask, y)[x] = ((column[y] >> slot) & 1u) ? 255 : 0;
   });

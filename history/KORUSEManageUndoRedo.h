@@ -9,6 +9,7 @@
 #include <opencv2/core/core_c.h>
 
 #include <cstdint>
+#include <vector>
 
 class KORUSEManageUndoRedo {
  public:
@@ -54,6 +55,14 @@ class KORUSEManageUndoRedo {
   static bool canRedo();
 
  private:
+  // Per column and per 64 rows of it: whether an object pixel was ever
+  // written there. The words of a segment never used are all 0 and are
+  // neither written nor read, so pages of background only stay untouched.
+  // Hence planes are written through setMask only.
+  static std::vector<uint8_t> m_segmentUsed;
+  static int segmentsPerColumn(int h);
+  static uint8_t& segmentUsed(int x, int y0);
+
   // Slot k into an 8-bit image; what the planes do not cover reads as 0.
   static void readSlot(int slot, IplImage* mask);
   static int32_t previous(int32_t slot) { return (slot - 1 + m_maxSize) % m_maxSize; }
