@@ -118,17 +118,30 @@ static void sampledLabels(IplImage* labels, const IplImage* marker, const IplIma
   }
 }
 
+// The mask on display into m_prevResult (null when there is none). The
+// image kept from the last edit is refilled when it has the photo's size:
+// a new photo-sized image each edit would cost its pages afresh.
+static void takePreviousResult() {
+  IplImage*& prev = KORUSEMarker::m_prevResult;
+  const bool fits = prev && prev->width == KORUSEMarker::m_originalWidth &&
+                    prev->height == KORUSEMarker::m_originalHeight && prev->nChannels == 1 &&
+                    prev->depth == IPL_DEPTH_8U && !prev->roi;
+  if (fits && KORUSEManageUndoRedo::prevMaskInto(prev)) return;
+  releaseImage(&prev);
+  prev = KORUSEManageUndoRedo::prevMask();
+}
+
 void KORUSEHybrid::setLabelImage(IplImage* marker) {
   releaseImage(&KORUSEMarker::m_labelImage);
-  releaseImage(&KORUSEMarker::m_prevResult);
   if (!marker || !KORUSEMarker::m_srcImage) {
+    releaseImage(&KORUSEMarker::m_prevResult);
     logBadCall("setLabelImage", "no marks or no working image");
     return;
   }
   const int type = KORUSEMarker::currentStroke.type;
   if (isBrush(type)) addBrushHalo(marker, type);
 
-  KORUSEMarker::m_prevResult = KORUSEManageUndoRedo::prevMask();
+  takePreviousResult();
   const IplImage* prev = KORUSEMarker::m_prevResult;
   if (prev && (prev->width < marker->width || prev->height < marker->height)) {
     logBadCall("setLabelImage", "marks larger than the previous result: it is left out");

@@ -227,3 +227,28 @@ TEST_F(EngineLabels, BrushHaloEqualsTheWholeImageDilation) {
     for (IplImage* image : {marks, before, expected}) cvReleaseImage(&image);
   }
 }
+
+// The previous result is refilled in place from edit to edit; it must follow
+// the history, down to none when undo has reached the plain photo.
+TEST_F(EngineLabels, PreviousResultFollowsTheHistory) {
+  open(30, 20);
+  IplImage* none = markers(30, 20, 0, 0, -1, -1, 0);
+  const auto previousAt = [&](int x, int y) {
+    pHybrid->setLabelImage(none);
+    return KORUSEMarker::m_prevResult ? int(at(KORUSEMarker::m_prevResult, x, y)) : -1;
+  };
+  cut(2, 2, 5, 5, MARK_OBJECT);
+  EXPECT_EQ(previousAt(3, 3), 255);
+  EXPECT_EQ(previousAt(10, 10), 0);
+  cut(10, 10, 12, 12, MARK_OBJECT);
+  EXPECT_EQ(previousAt(10, 10), 255);
+  cut(2, 2, 5, 5, MARK_BACKGROUND);
+  EXPECT_EQ(previousAt(3, 3), 0);
+  H::undo();
+  EXPECT_EQ(previousAt(3, 3), 255);
+  H::undo();
+  EXPECT_EQ(previousAt(10, 10), 0);
+  H::undo();
+  EXPECT_EQ(previousAt(3, 3), -1);  // the plain photo: no previous result
+  cvReleaseImage(&none);
+}

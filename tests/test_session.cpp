@@ -306,7 +306,8 @@ static std::pair<std::vector<std::vector<Point>>, Pixels> wholeImageOutline(cons
 
 // Found and drawn only around the object, the outline is still that of the
 // whole photo: objects at the edges, thin slanted lines, specks, holes,
-// values other than 255, photos smaller than the drawing margin.
+// values other than 255, photos smaller than the drawing margin. The host
+// mask on the way.
 TEST_F(SessionTest, OutlineAroundTheObjectEqualsTheWholeImageOne) {
   std::mt19937 rng(11);
   const std::pair<int, int> sizes[] = {{1, 1}, {1, 40}, {40, 1}, {20, 15}, {97, 61}, {300, 200}};
@@ -329,6 +330,11 @@ TEST_F(SessionTest, OutlineAroundTheObjectEqualsTheWholeImageOne) {
       resultMask = cvCloneImage(mask);
       Pixels preview = gradientPhoto(w, h);
       if (goesNext) {
+        HostMask host(size_t(w) * h, 77);
+        loadMaskImageInfo(host.data());  // 0 exactly where the result is 255
+        for (int y = 0; y < h; ++y)
+          for (int x = 0; x < w; ++x)
+            ASSERT_EQ(host[size_t(y) * w + x], uint8_t(mask->imageData[y * mask->widthStep + x]) == 255 ? 0 : 255);
         deliverOutlineAndRelease(preview.data());
         EXPECT_EQ(resultMask, nullptr);
       } else {
