@@ -23,7 +23,7 @@ static int deliver(const char* function, IplImage* (*step)(), unsigned int* blen
     } else {
       writeSourcePixels(blended);
     }
-    releaseImage(&markerImage);
+    retireImage(&markerImage);
     endOfCallTeardown();
     return 0;
   });

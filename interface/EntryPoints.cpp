@@ -29,6 +29,7 @@ int setSourceImage(int width, int height, unsigned int* pixels) {
     // The old photo's outline and pending marks would be delivered at its size.
     releaseStorage();
     releaseImage(&markerImage);
+    releaseKeptImage();
     IplImage* image = cvCreateImage(cvSize(width, height), IPL_DEPTH_8U, 3);
     for (int y = 0; y < height; ++y) {
       uint8_t* bgr = reinterpret_cast<uint8_t*>(image->imageData + y * image->widthStep);
@@ -90,8 +91,8 @@ int setMarkerImage(int width, int height, int* markers, int strokeType) {
     IplImage view;
     cvInitImageHeader(&view, cvSize(width, height), IPL_DEPTH_32S, 1);
     cvSetData(&view, markers, width * static_cast<int>(sizeof(int)));
-    releaseImage(&markerImage);  // first: never two marker images at once
-    IplImage* marks = cvCreateImage(cvSize(width, height), IPL_DEPTH_8U, 1);
+    retireImage(&markerImage);  // first: it may serve as the new one
+    IplImage* marks = photoSizedImage();
     adoptMarkerImage(marks, strokeType);
     cvConvertScale(&view, marks, 1.0, 0.0);
     return 0;
@@ -114,7 +115,7 @@ int processSegment(int, int, int, unsigned int* blended, unsigned char* mask) {
     } else {
       writeSourcePixels(blended);
     }
-    releaseImage(&markerImage);
+    retireImage(&markerImage);
     traceStage("done");
     return endOfCallTeardown() ? -1 : 0;
   });
@@ -150,6 +151,7 @@ int freeLocalBuffers() {
   return exportGuard("freeLocalBuffers", 0, [&] {
     releaseImage(&resultMask);
     releaseImage(&markerImage);
+    releaseKeptImage();
     return 0;
   });
 }

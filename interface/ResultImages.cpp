@@ -126,7 +126,7 @@ void loadBlendedImageInfo(unsigned int* blended) { outlineResult(blended, false)
 
 void deliverOutlineAndRelease(unsigned int* blended) {
   outlineResult(blended, true);
-  releaseImage(&resultMask);
+  retireImage(&resultMask);
 }
 
 void cutOutImage(int, int, int, unsigned int* blended, unsigned char* mask) {
@@ -138,7 +138,7 @@ void cutOutImage(int, int, int, unsigned int* blended, unsigned char* mask) {
       return;
     }
     releaseImage(&resultMask);
-    resultMask = cvCreateImage(cvSize(w, h), IPL_DEPTH_8U, 1);
+    resultMask = photoSizedImage();
     // The last mask, read straight into the result; an empty history starts
     // from an empty mask.
     if (!KORUSEManageUndoRedo::prevMaskInto(resultMask)) cvSetZero(resultMask);
@@ -154,8 +154,8 @@ void cutOutImage(int, int, int, unsigned int* blended, unsigned char* mask) {
     KORUSEManageUndoRedo::updateBitPlane(resultMask);
     if (mask) loadMaskImageInfo(mask);
     if (blended) deliverOutlineAndRelease(blended);
-    releaseImage(&resultMask);
-    releaseImage(&markerImage);
+    retireImage(&resultMask);
+    retireImage(&markerImage);
     endOfCallTeardown();
   });
 }

@@ -19,6 +19,16 @@ extern IplImage* resultMask;        // mask being delivered (255 = object)
 
 // Releases the outline storage if set.
 void releaseStorage();
+
+// An 8-bit image of the photo's size, contents undefined: the one kept
+// from the last edit when there is one, else a new one. A new photo-sized
+// image each edit would cost its pages afresh.
+IplImage* photoSizedImage();
+// Releases *image (and nulls it), but keeps it for photoSizedImage when it
+// is 8-bit of the photo's size and none is kept yet.
+void retireImage(IplImage** image);
+// Releases the kept image: with the photo, or when the host frees buffers.
+void releaseKeptImage();
 // Everything of a session: outline, session images, history, engine.
 void tearDownSession();
 // The end of every output call: tears down when the host cancelled and then

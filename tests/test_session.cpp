@@ -347,3 +347,26 @@ TEST_F(SessionTest, OutlineAroundTheObjectEqualsTheWholeImageOne) {
     cvReleaseImage(&mask);
   }
 }
+
+// An image kept from one edit for the next must not outlive its photo: a
+// larger photo handed over without deinitSegmentation gets images of its
+// own size (a kept small one would be overrun).
+TEST_F(SessionTest, KeptImagesFollowThePhoto) {
+  open(6, 4);
+  cut(0, 0, 2, 2, 2);
+  cut(1, 1, 3, 3, 2);  // two edits: their mask and marks are kept
+  photo_ = gradientPhoto(9, 7);
+  w_ = 9, h_ = 7;
+  setSourceImage(9, 7, photo_.data());
+  initSegmentationEngine(0);
+  HostMask mask = blankMask();
+  cut(0, 0, 8, 6, 2, &mask);
+  EXPECT_EQ(mask, blankMask(0));
+  cut(2, 1, 8, 6, 1, &mask);
+  for (int y = 0; y < 7; ++y)
+    for (int x = 0; x < 9; ++x) ASSERT_EQ(mask[y * 9 + x], (x >= 2 && y >= 1) ? 255 : 0) << x << "," << y;
+  freeLocalBuffers();
+  cut(0, 0, 0, 0, 2, &mask);
+  EXPECT_EQ(mask[0], 0);
+  EXPECT_EQ(mask[9 * 7 - 1], 255);
+}
