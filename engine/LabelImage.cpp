@@ -1,5 +1,6 @@
 // Labels and the region of interest: from the host's marks to the label
 // image, the region a cut covers, the crops, and from labels back to a mask.
+#include <opencv2/core.hpp>
 #include <opencv2/imgproc/imgproc_c.h>
 
 #include <algorithm>
@@ -39,22 +40,20 @@ static void addBrushHalo(IplImage* marker, int type) {
   const int x0 = std::max(marks.x - k, 0), y0 = std::max(marks.y - k, 0);
   const int x1 = std::min(marks.x + marks.width - 1 + k, marker->width - 1);
   const int y1 = std::min(marks.y + marks.height - 1 + k, marker->height - 1);
-  const CvRect area = cvRect(x0, y0, x1 - x0 + 1, y1 - y0 + 1);
+  const cv::Rect box(x0, y0, x1 - x0 + 1, y1 - y0 + 1);
 
-  IplImage* copy = cvCreateImage(cvSize(area.width, area.height), IPL_DEPTH_8U, 1);
-  cvSetImageROI(marker, area);
-  cvCopy(marker, copy, nullptr);
-  cvDilate(copy, marker, nullptr, k);
-  cvResetImageROI(marker);
+  IplImage area = cvIplImage(cv::cvarrToMat(marker)(box));  // a header over the box
+  OwnedImage copy(cvCreateImage(cvSize(box.width, box.height), IPL_DEPTH_8U, 1));
+  cvCopy(&area, copy.get(), nullptr);
+  cvDilate(copy.get(), &area, nullptr, k);
   const uint8_t own = type == STROKE_ADD ? MARK_OBJECT : MARK_BACKGROUND;
   const uint8_t halo = type == STROKE_ADD ? MARK_PROBABLE_OBJECT : MARK_PROBABLE_BACKGROUND;
-  for (int y = 0; y < area.height; ++y) {
+  for (int y = 0; y < box.height; ++y) {
     uint8_t* out = imageRow(marker, y0 + y) + x0;
-    const uint8_t* before = imageRow(copy, y);
-    for (int x = 0; x < area.width; ++x)
+    const uint8_t* before = imageRow(copy.get(), y);
+    for (int x = 0; x < box.width; ++x)
       if (out[x] == own && before[x] == MARK_NONE) out[x] = halo;
   }
-  cvReleaseImage(&copy);
 }
 
 // The label of one pixel from its mark and the previous result there (none
@@ -78,7 +77,8 @@ static void fullLabels(IplImage* labels, const IplImage* marker, const IplImage*
     uint8_t* out = imageRow(labels, y);
     const uint8_t* marks = imageRow(marker, y);
     const uint8_t* before = prev ? imageRow(prev, y) : nullptr;
-    for (int x = 0; x < labels->width; ++x) out[x] = labelOf(marks[x], before ? before + x : nullptr, type);
+    for (int x = 0; x < labels->width; ++x)
+      out[x] = labelOf(marks[x], before ? before + x : nullptr, type);
   }
 }
 
@@ -88,25 +88,25 @@ static void fullLabels(IplImage* labels, const IplImage* marker, const IplImage*
 static std::vector<int> nearestSamples(int from, int to, bool alongX) {
   std::vector<int> samples(to, 0);
   const auto size = [&](int n) { return alongX ? cvSize(n, 1) : cvSize(1, n); };
-  IplImage* index = cvCreateImage(size(from), IPL_DEPTH_8U, 1);
-  IplImage* sampled = cvCreateImage(size(to), IPL_DEPTH_8U, 1);
+  OwnedImage index(cvCreateImage(size(from), IPL_DEPTH_8U, 1));
+  OwnedImage sampled(cvCreateImage(size(to), IPL_DEPTH_8U, 1));
   const auto at = [](IplImage* image, int i) -> uint8_t& {
     return image->height == 1 ? imageRow(image, 0)[i] : imageRow(image, i)[0];
   };
-  for (int shift = 0; shift == 0 || (from - 1) >> shift; shift += 8) {
-    for (int i = 0; i < from; ++i) at(index, i) = static_cast<uint8_t>(i >> shift);
-    cvResize(index, sampled, CV_INTER_NN);
-    for (int i = 0; i < to; ++i) samples[i] |= at(sampled, i) << shift;
+  for (int shift = 0; shift < 32 && (shift == 0 || (from - 1) >> shift); shift += 8) {
+    for (int i = 0; i < from; ++i) at(index.get(), i) = static_cast<uint8_t>(i >> shift);
+    cvResize(index.get(), sampled.get(), CV_INTER_NN);
+    for (int i = 0; i < to; ++i)
+      samples[i] |= static_cast<int>(static_cast<uint32_t>(at(sampled.get(), i)) << shift);
   }
-  cvReleaseImage(&index);
-  cvReleaseImage(&sampled);
   return samples;
 }
 
 // Labels of the working image: each pixel is labelled from the photo pixel
 // that a nearest-neighbour reduction of full labels would pick, so no full
 // label image is made.
-static void sampledLabels(IplImage* labels, const IplImage* marker, const IplImage* prev, int type) {
+static void sampledLabels(IplImage* labels, const IplImage* marker, const IplImage* prev,
+                          int type) {
   const std::vector<int> xs = nearestSamples(marker->width, labels->width, true);
   const std::vector<int> ys = nearestSamples(marker->height, labels->height, false);
   for (int y = 0; y < labels->height; ++y) {

@@ -36,7 +36,8 @@ void loopCleaning(cv::Mat& m) {
     plainFillPinHoles(m);
 }
 
-void strokeCleaning(cv::Mat& m, const cv::Mat& prev, uchar fill, const std::vector<int32_t>& points) {
+void strokeCleaning(cv::Mat& m, const cv::Mat& prev, uchar fill,
+                    const std::vector<int32_t>& points) {
   const uchar opposite = static_cast<uchar>(255 - fill);
   RunComponents c;
   if (!componentsOfChange(m, fill, prev, opposite, runBudget(m), c))

@@ -24,7 +24,8 @@ void loopCleaning(cv::Mat& mask);
 // in `prev` to `fill` in `mask`, only the 4-connected components that a
 // stroke point (x, y pairs; points off the mask reach nothing) lies on keep
 // `fill`; every other pixel takes `prev`.
-void strokeCleaning(cv::Mat& mask, const cv::Mat& prev, uchar fill, const std::vector<int32_t>& points);
+void strokeCleaning(cv::Mat& mask, const cv::Mat& prev, uchar fill,
+                    const std::vector<int32_t>& points);
 
 // ---- reference ------------------------------------------------------------------
 

@@ -15,10 +15,10 @@ struct MaskRun {
 };
 
 struct RunComponents {
-  std::vector<MaskRun> runs;        // in raster order
-  std::vector<int32_t> rowStart;    // rows + 1 entries: runs of row y are [rowStart[y], rowStart[y + 1])
-  std::vector<int32_t> component;   // per run: its component, 0 .. size.size() - 1
-  std::vector<int32_t> size;        // per component: its pixels
+  std::vector<MaskRun> runs;       // in raster order
+  std::vector<int32_t> rowStart;   // rows + 1 entries: row y's runs start at rowStart[y]
+  std::vector<int32_t> component;  // per run: its component, 0 .. size.size() - 1
+  std::vector<int32_t> size;       // per component: its pixels
 };
 
 // The components of the pixels equal to `value`. False, with `out` left

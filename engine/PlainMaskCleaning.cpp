@@ -68,7 +68,8 @@ void plainFillPinHoles(cv::Mat& m) {
   });
 }
 
-void plainStrokeCleaning(cv::Mat& m, const cv::Mat& prev, uchar fill, const std::vector<int32_t>& points) {
+void plainStrokeCleaning(cv::Mat& m, const cv::Mat& prev, uchar fill,
+                         const std::vector<int32_t>& points) {
   const uchar opposite = static_cast<uchar>(255 - fill);
   std::vector<cv::Point> stack;
 

@@ -45,7 +45,8 @@ void KORUSEManageUndoRedo::allocate() {
   const int w = KORUSEMarker::m_originalWidth, h = KORUSEMarker::m_originalHeight;
   // One zeroed block for all columns: reading a never-written slot is
   // defined, and calloc hands out fresh pages without writing them.
-  uint32_t* words = static_cast<uint32_t*>(std::calloc(static_cast<size_t>(w) * h, sizeof(uint32_t)));
+  uint32_t* words =
+      static_cast<uint32_t*>(std::calloc(static_cast<size_t>(w) * h, sizeof(uint32_t)));
   if (!words) throw std::bad_alloc();
   uint32_t** columns = new (std::nothrow) uint32_t*[w];
   if (!columns) {

@@ -49,7 +49,8 @@ void loadMaskImageInfo(unsigned char* mask) {
 // r grown by `margin` on every side, within width x height.
 static CvRect grown(CvRect r, int margin, int width, int height) {
   const int x0 = std::max(r.x - margin, 0), y0 = std::max(r.y - margin, 0);
-  const int x1 = std::min(r.x + r.width + margin, width), y1 = std::min(r.y + r.height + margin, height);
+  const int x1 = std::min(r.x + r.width + margin, width);
+  const int y1 = std::min(r.y + r.height + margin, height);
   return cvRect(x0, y0, x1 - x0, y1 - y0);
 }
 
@@ -89,7 +90,8 @@ static void paintOutline(CvRect object, unsigned int* blended) {
   if (object.width < 1 || !contours) return;
   const int width = resultMask->width;
   const CvRect part = grown(object, kDrawingMargin, width, resultMask->height);
-  IplImage* outline = cvCreateImage(cvSize(part.width, part.height), IPL_DEPTH_8U, 1);
+  OwnedImage owned(cvCreateImage(cvSize(part.width, part.height), IPL_DEPTH_8U, 1));
+  IplImage* outline = owned.get();
   cvSetZero(outline);
   cvDrawContours(outline, contours, cvScalarAll(255), cvScalarAll(255), 255, kOutlineThickness,
                  kAntiAliased, cvPoint(-part.x, -part.y));
@@ -107,7 +109,6 @@ static void paintOutline(CvRect object, unsigned int* blended) {
     for (; x < part.width; ++x)
       if (row[x] == 255) out[x] = kOutlineColour;
   }
-  cvReleaseImage(&outline);
 }
 
 // loadBlendedImageInfo, logged under its name.
