@@ -244,11 +244,14 @@ TEST_F(EngineLabels, PreviousResultFollowsTheHistory) {
   EXPECT_EQ(previousAt(10, 10), 255);
   cut(2, 2, 5, 5, MARK_BACKGROUND);
   EXPECT_EQ(previousAt(3, 3), 0);
-  H::undo();
+  const auto undo = [] {
+    if (IplImage* shown = H::undo()) cvReleaseImage(&shown);
+  };
+  undo();
   EXPECT_EQ(previousAt(3, 3), 255);
-  H::undo();
+  undo();
   EXPECT_EQ(previousAt(10, 10), 0);
-  H::undo();
+  undo();
   EXPECT_EQ(previousAt(3, 3), -1);  // the plain photo: no previous result
   cvReleaseImage(&none);
 }
