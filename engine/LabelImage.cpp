@@ -1,10 +1,12 @@
 // Labels and the region of interest: from the host's marks to the label
 // image, the region a cut covers, the crops, and from labels back to a mask.
+#include <opencv2/core.hpp>
 #include <opencv2/imgproc/imgproc_c.h>
 
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <vector>
 
 #include "engine/KORUSEHybrid.h"
 #include "graph/KORUSEGraph.h"
@@ -28,70 +30,133 @@ inline bool addsToObject(int type) { return (type & ~2) == 0; }
 }  // namespace
 
 // Brush strokes: dilate the marks; the new ring around a stroke's own value
-// becomes the matching probable label.
+// becomes the matching probable label. Only the marks' box grown by the
+// dilation can change (the rest is 0 and stays 0), so only that part is
+// copied and dilated: the same bytes as dilating the whole image.
 static void addBrushHalo(IplImage* marker, int type) {
-  IplImage* copy = cvCloneImage(marker);
   const int k = static_cast<int>(std::sqrt(double(marker->width) * marker->height) * kHaloFraction);
-  cvDilate(copy, marker, nullptr, k);
+  const CvRect marks = nonzeroBox(marker);
+  if (marks.width < 1) return;  // nothing to dilate, no ring
+  const int x0 = std::max(marks.x - k, 0), y0 = std::max(marks.y - k, 0);
+  const int x1 = std::min(marks.x + marks.width - 1 + k, marker->width - 1);
+  const int y1 = std::min(marks.y + marks.height - 1 + k, marker->height - 1);
+  const cv::Rect box(x0, y0, x1 - x0 + 1, y1 - y0 + 1);
+
+  IplImage area = cvIplImage(cv::cvarrToMat(marker)(box));  // a header over the box
+  OwnedImage copy(cvCreateImage(cvSize(box.width, box.height), IPL_DEPTH_8U, 1));
+  cvCopy(&area, copy.get(), nullptr);
+  cvDilate(copy.get(), &area, nullptr, k);
   const uint8_t own = type == STROKE_ADD ? MARK_OBJECT : MARK_BACKGROUND;
   const uint8_t halo = type == STROKE_ADD ? MARK_PROBABLE_OBJECT : MARK_PROBABLE_BACKGROUND;
-  for (int y = 0; y < marker->height; ++y) {
-    uint8_t* out = imageRow(marker, y);
-    const uint8_t* before = imageRow(copy, y);
-    for (int x = 0; x < marker->width; ++x)
+  for (int y = 0; y < box.height; ++y) {
+    uint8_t* out = imageRow(marker, y0 + y) + x0;
+    const uint8_t* before = imageRow(copy.get(), y);
+    for (int x = 0; x < box.width; ++x)
       if (out[x] == own && before[x] == MARK_NONE) out[x] = halo;
   }
-  cvReleaseImage(&copy);
 }
 
-// Unmarked pixels take the previous result as hard labels (or become hard
-// background on a first edit); marked pixels already agreeing with the
+// The label of one pixel from its mark and the previous result there (none
+// on a first edit): unmarked pixels take the previous result as hard labels
+// (or become hard background); marked pixels already agreeing with the
 // edit's side become hard.
-static void applyPreviousResult(IplImage* labels, const IplImage* marker, const IplImage* prev,
-                                int type) {
+static inline uint8_t labelOf(uint8_t mark, const uint8_t* before, int type) {
+  if (!before) return mark == MARK_NONE ? uint8_t(MARK_BACKGROUND) : mark;
+  if (mark == MARK_NONE) {
+    if (*before == 255) return MARK_OBJECT;
+    return *before == 0 ? uint8_t(MARK_BACKGROUND) : mark;
+  }
+  if (addsToObject(type) && *before == 255) return MARK_OBJECT;
+  if (!addsToObject(type) && *before == 0) return MARK_BACKGROUND;
+  return mark;
+}
+
+// Labels of every pixel: the working image is the photo itself.
+static void fullLabels(IplImage* labels, const IplImage* marker, const IplImage* prev, int type) {
   for (int y = 0; y < labels->height; ++y) {
     uint8_t* out = imageRow(labels, y);
     const uint8_t* marks = imageRow(marker, y);
     const uint8_t* before = prev ? imageRow(prev, y) : nullptr;
-    for (int x = 0; x < labels->width; ++x) {
-      if (!before) {
-        if (marks[x] == MARK_NONE) out[x] = MARK_BACKGROUND;
-      } else if (marks[x] == MARK_NONE) {
-        if (before[x] == 255) out[x] = MARK_OBJECT;
-        else if (before[x] == 0) out[x] = MARK_BACKGROUND;
-      } else if (addsToObject(type) && before[x] == 255) {
-        out[x] = MARK_OBJECT;
-      } else if (!addsToObject(type) && before[x] == 0) {
-        out[x] = MARK_BACKGROUND;
-      }
-    }
+    for (int x = 0; x < labels->width; ++x)
+      out[x] = labelOf(marks[x], before ? before + x : nullptr, type);
   }
+}
+
+// For each of `to` indices along one axis, the index of `from` that
+// cvResize CV_INTER_NN samples there. Read off OpenCV itself: an 8-bit index
+// image is resized one byte of the index at a time.
+static std::vector<int> nearestSamples(int from, int to, bool alongX) {
+  std::vector<int> samples(to, 0);
+  const auto size = [&](int n) { return alongX ? cvSize(n, 1) : cvSize(1, n); };
+  OwnedImage index(cvCreateImage(size(from), IPL_DEPTH_8U, 1));
+  OwnedImage sampled(cvCreateImage(size(to), IPL_DEPTH_8U, 1));
+  const auto at = [](IplImage* image, int i) -> uint8_t& {
+    return image->height == 1 ? imageRow(image, 0)[i] : imageRow(image, i)[0];
+  };
+  for (int shift = 0; shift < 32 && (shift == 0 || (from - 1) >> shift); shift += 8) {
+    for (int i = 0; i < from; ++i) at(index.get(), i) = static_cast<uint8_t>(i >> shift);
+    cvResize(index.get(), sampled.get(), CV_INTER_NN);
+    for (int i = 0; i < to; ++i)
+      samples[i] |= static_cast<int>(static_cast<uint32_t>(at(sampled.get(), i)) << shift);
+  }
+  return samples;
+}
+
+// Labels of the working image: each pixel is labelled from the photo pixel
+// that a nearest-neighbour reduction of full labels would pick, so no full
+// label image is made.
+static void sampledLabels(IplImage* labels, const IplImage* marker, const IplImage* prev,
+                          int type) {
+  const std::vector<int> xs = nearestSamples(marker->width, labels->width, true);
+  const std::vector<int> ys = nearestSamples(marker->height, labels->height, false);
+  for (int y = 0; y < labels->height; ++y) {
+    uint8_t* out = imageRow(labels, y);
+    const uint8_t* marks = imageRow(marker, ys[y]);
+    const uint8_t* before = prev ? imageRow(prev, ys[y]) : nullptr;
+    for (int x = 0; x < labels->width; ++x)
+      out[x] = labelOf(marks[xs[x]], before ? before + xs[x] : nullptr, type);
+  }
+}
+
+// The mask on display into m_prevResult (null when there is none). The
+// image kept from the last edit is refilled when it has the photo's size:
+// a new photo-sized image each edit would cost its pages afresh.
+static void takePreviousResult() {
+  IplImage*& prev = KORUSEMarker::m_prevResult;
+  const bool fits = prev && prev->width == KORUSEMarker::m_originalWidth &&
+                    prev->height == KORUSEMarker::m_originalHeight && prev->nChannels == 1 &&
+                    prev->depth == IPL_DEPTH_8U && !prev->roi;
+  if (fits && KORUSEManageUndoRedo::prevMaskInto(prev)) return;
+  releaseImage(&prev);
+  prev = KORUSEManageUndoRedo::prevMask();
 }
 
 void KORUSEHybrid::setLabelImage(IplImage* marker) {
   releaseImage(&KORUSEMarker::m_labelImage);
-  releaseImage(&KORUSEMarker::m_prevResult);
   if (!marker || !KORUSEMarker::m_srcImage) {
+    releaseImage(&KORUSEMarker::m_prevResult);
     logBadCall("setLabelImage", "no marks or no working image");
     return;
   }
   const int type = KORUSEMarker::currentStroke.type;
   if (isBrush(type)) addBrushHalo(marker, type);
 
-  IplImage* labels = cvCloneImage(marker);
-  KORUSEMarker::m_prevResult = KORUSEManageUndoRedo::prevMask();
-  applyPreviousResult(labels, marker, KORUSEMarker::m_prevResult, type);
-
+  takePreviousResult();
+  const IplImage* prev = KORUSEMarker::m_prevResult;
+  if (prev && (prev->width < marker->width || prev->height < marker->height)) {
+    logBadCall("setLabelImage", "marks larger than the previous result: it is left out");
+    prev = nullptr;
+  }
   if (g_imageResizeFactor == 1.0f) {
-    KORUSEMarker::m_labelImage = cvCloneImage(labels);
+    KORUSEMarker::m_labelImage = cvCloneImage(marker);
+    fullLabels(KORUSEMarker::m_labelImage, marker, prev, type);
   } else {
     checkImageSize(KORUSEMarker::m_srcImage->width, KORUSEMarker::m_srcImage->height,
                    "setLabelImage", 223);
     KORUSEMarker::m_labelImage = cvCreateImage(cvGetSize(KORUSEMarker::m_srcImage), 8, 1);
-    cvResize(labels, KORUSEMarker::m_labelImage, CV_INTER_NN);  // no new label values
+    sampledLabels(KORUSEMarker::m_labelImage, marker, prev, type);
   }
   addUnknownRegion();
-  cvReleaseImage(&labels);
 }
 
 void KORUSEHybrid::addUnknownRegion() {

@@ -6,22 +6,12 @@
 #include <vector>
 
 #include "engine/KORUSEHybrid.h"
+#include "engine/MaskCleaning.h"
 #include "interface/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
 #include "support/KORULog.h"
 
 namespace {
-const uchar kObject = 255;
-const uchar kBackground = 0;
-// A flipped pixel of the stroke cleaning, before and after a stroke point
-// has reached its component.
-const uchar kFlipped = 127;
-const uchar kTouched = 255;
-// After a loop, object islands under this share of the largest one go.
-const double kIslandShare = 0.1;
-// Background pockets of fewer pixels than this are pin holes and are filled.
-const int kPinHoleLimit = 5;
-
 inline bool isBrush(int type) { return (type & ~1) == 2; }
 inline bool addsToObject(int type) { return (type & ~2) == 0; }
 
@@ -44,47 +34,6 @@ cv::Mat previousFor(const cv::Mat& m, const char* function) {
     return cv::Mat();
   }
   return p;
-}
-
-// Sets the 4-connected component of pixels equal to `from` around `seed`
-// to `to` (from != to) and returns its size. A scanline fill: one run per
-// stack entry, and the stack is the caller's, reused, so that thousands of
-// specks cost no allocation each.
-int fillComponent(cv::Mat& m, cv::Point seed, uchar from, uchar to, std::vector<cv::Point>& stack) {
-  int area = 0;
-  stack.clear();
-  stack.push_back(seed);
-  while (!stack.empty()) {
-    const cv::Point p = stack.back();
-    stack.pop_back();
-    uchar* r = m.ptr<uchar>(p.y);
-    if (r[p.x] != from) continue;  // reached through another run meanwhile
-    int left = p.x, right = p.x;
-    while (left > 0 && r[left - 1] == from) --left;
-    while (right + 1 < m.cols && r[right + 1] == from) ++right;
-    std::fill(r + left, r + right + 1, to);
-    area += right - left + 1;
-    for (const int y : {p.y - 1, p.y + 1}) {
-      if (y < 0 || y >= m.rows) continue;
-      const uchar* n = m.ptr<uchar>(y);
-      for (int x = left; x <= right; ++x)
-        if (n[x] == from && (x == left || n[x - 1] != from)) stack.push_back(cv::Point(x, y));
-    }
-  }
-  return area;
-}
-
-// Calls visit(seed, area) once for every 4-connected component of the
-// pixels equal to `value` in m. Components are filled in a 0/255 copy and
-// marked visited with 1 there, so any number of them is counted.
-template <typename Visit>
-void forEachComponent(const cv::Mat& m, uchar value, std::vector<cv::Point>& stack, Visit visit) {
-  cv::Mat work = (m == value);
-  for (int y = 0; y < work.rows; ++y) {
-    const uchar* r = work.ptr<uchar>(y);
-    for (int x = 0; x < work.cols; ++x)
-      if (r[x] == 255) visit(cv::Point(x, y), fillComponent(work, cv::Point(x, y), 255, 1, stack));
-  }
 }
 }  // namespace
 
@@ -109,17 +58,24 @@ void KORUSEHybrid::postProcess(IplImage* mask) {
 
   // Only the edit's direction, only inside the box: elsewhere the previous
   // result wins. Rounding may push the box a pixel past the mask; clamp.
-  cv::Mat merged = prev.clone();
-  if (rows >= 1 && cols >= 1) {
-    const int yEnd = std::min(y0 + rows, m.rows), xEnd = std::min(x0 + cols, m.cols);
-    for (int y = std::max(y0, 0); y < yEnd; ++y) {
-      const uchar* in = m.ptr<uchar>(y);
-      uchar* out = merged.ptr<uchar>(y);
-      for (int x = std::max(x0, 0); x < xEnd; ++x)
-        if (in[x] == fill) out[x] = fill;
+  // One pass in place: a box pixel keeps `fill` if it has it, every other
+  // pixel takes the previous result.
+  const bool box = rows >= 1 && cols >= 1;
+  const int yBegin = box ? std::max(y0, 0) : 0, yEnd = box ? std::min(y0 + rows, m.rows) : 0;
+  const int xBegin = box ? std::min(std::max(x0, 0), m.cols) : 0;
+  const int xEnd = box ? std::max(std::min(x0 + cols, m.cols), xBegin) : 0;
+  for (int y = 0; y < m.rows; ++y) {
+    const uchar* before = prev.ptr<uchar>(y);
+    uchar* out = m.ptr<uchar>(y);
+    if (y < yBegin || y >= yEnd) {
+      std::copy(before, before + m.cols, out);
+      continue;
     }
+    std::copy(before, before + xBegin, out);
+    for (int x = xBegin; x < xEnd; ++x)
+      if (out[x] != fill) out[x] = before[x];
+    std::copy(before + xEnd, before + m.cols, out + xEnd);
   }
-  merged.copyTo(m);
 }
 
 void KORUSEHybrid::postProcessForStroke(IplImage* mask) {
@@ -129,55 +85,14 @@ void KORUSEHybrid::postProcessForStroke(IplImage* mask) {
   if (m.empty()) return;
   cv::Mat prev = previousFor(m, "postProcessForStroke");
   if (prev.empty()) return;
-
   const uchar fill = KORUSEMarker::currentStroke.type == STROKE_REMOVE ? kBackground : kObject;
-  const uchar opposite = static_cast<uchar>(255 - fill);
-  const std::vector<int32_t> points = KORUSEMarker::currentStroke.points;
-  std::vector<cv::Point> stack;
-
-  // The pixels the new result flipped towards the stroke's side.
-  cv::Mat change(m.size(), CV_8UC1);
-  for (int y = 0; y < m.rows; ++y) {
-    const uchar* now = m.ptr<uchar>(y);
-    const uchar* before = prev.ptr<uchar>(y);
-    uchar* c = change.ptr<uchar>(y);
-    for (int x = 0; x < m.cols; ++x) c[x] = now[x] == fill && before[x] == opposite ? kFlipped : 0;
-  }
-
-  // Keep the flipped components that a stroke point lies on. Points off the
-  // mask (and a dangling x) reach nothing.
-  for (size_t i = 0; i + 1 < points.size(); i += 2) {
-    const int x = points[i], y = points[i + 1];
-    if (x < 0 || y < 0 || x >= change.cols || y >= change.rows) continue;
-    if (change.at<uchar>(y, x) == kFlipped) fillComponent(change, {x, y}, kFlipped, kTouched, stack);
-  }
-
-  for (int y = 0; y < m.rows; ++y) {
-    const uchar* before = prev.ptr<uchar>(y);
-    const uchar* c = change.ptr<uchar>(y);
-    uchar* out = m.ptr<uchar>(y);
-    for (int x = 0; x < m.cols; ++x) out[x] = c[x] >= kTouched ? fill : before[x];
-  }
+  strokeCleaning(m, prev, fill, KORUSEMarker::currentStroke.points);
 }
 
 void KORUSEHybrid::postProcessForLoop(IplImage* mask) {
   cv::Mat m = maskView(mask, "postProcessForLoop");
   if (m.empty()) return;
-
-  std::vector<cv::Point> stack, fill;
-
-  // Small islands: under a tenth of the largest object component.
-  int largest = 0;
-  forEachComponent(m, kObject, stack, [&](cv::Point, int area) { largest = std::max(largest, area); });
-  const int threshold = static_cast<int>(largest * kIslandShare);
-  forEachComponent(m, kObject, stack, [&](cv::Point seed, int area) {
-    if (area < threshold) fillComponent(m, seed, kObject, kBackground, fill);
-  });
-
-  // Pin holes: background pockets of 1 to 4 pixels.
-  forEachComponent(m, kBackground, stack, [&](cv::Point seed, int area) {
-    if (area < kPinHoleLimit) fillComponent(m, seed, kBackground, kObject, fill);
-  });
+  loopCleaning(m);
 }
 
 namespace {

@@ -19,12 +19,11 @@ static int deliver(const char* function, IplImage* (*step)(), unsigned int* blen
     resultMask = step();
     if (resultMask) {
       loadMaskImageInfo(mask);
-      loadBlendedImageInfo(blended);
-      releaseImage(&resultMask);
+      deliverOutlineAndRelease(blended);
     } else {
       writeSourcePixels(blended);
     }
-    releaseImage(&markerImage);
+    retireImage(&markerImage);
     endOfCallTeardown();
     return 0;
   });

@@ -1,8 +1,11 @@
 #include "history/KORUSEManageUndoRedo.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <new>
 
 #include "interface/KORUSEMarker.h"
+#include "support/ImageRows.h"
 #include "support/KORULog.h"
 
 uint32_t** KORUSEManageUndoRedo::m_bitPlane = nullptr;
@@ -12,28 +15,64 @@ int32_t KORUSEManageUndoRedo::m_top = 0;
 int32_t KORUSEManageUndoRedo::m_bottom = 0;
 int32_t KORUSEManageUndoRedo::width = 0;
 int32_t KORUSEManageUndoRedo::height = 0;
+std::vector<uint8_t> KORUSEManageUndoRedo::m_segmentUsed;
 
 namespace {
 const int32_t kSlots = 32;
+// Planes are column-major and masks row-major: both are walked in blocks of
+// this many rows and columns, so that a block's mask rows stay in cache
+// while its plane columns are visited.
+const int kBlock = 64;
+
+// Calls visit(x, y0, y1) for every column x of every block of a w x h area,
+// y0..y1 being the block's rows (its segment of column x is y0 / kBlock).
+template <typename Visit>
+void forEachBlockColumn(int w, int h, Visit visit) {
+  for (int y0 = 0; y0 < h; y0 += kBlock) {
+    const int y1 = std::min(y0 + kBlock, h);
+    for (int x0 = 0; x0 < w; x0 += kBlock) {
+      const int x1 = std::min(x0 + kBlock, w);
+      for (int x = x0; x < x1; ++x) visit(x, y0, y1);
+    }
+  }
 }
+}  // namespace
 
 void KORUSEManageUndoRedo::allocate() {
   deallocate();
   m_maxSize = kSlots;
   if (KORUSEMarker::m_originalWidth < 1 || KORUSEMarker::m_originalHeight < 1) return;
-  width = KORUSEMarker::m_originalWidth;
-  height = KORUSEMarker::m_originalHeight;
-  // Zeroed, so that reading a never-written slot is defined.
-  m_bitPlane = new uint32_t*[width];
-  for (int x = 0; x < width; ++x) m_bitPlane[x] = new uint32_t[height]();
+  const int w = KORUSEMarker::m_originalWidth, h = KORUSEMarker::m_originalHeight;
+  // One zeroed block for all columns: reading a never-written slot is
+  // defined, and calloc hands out fresh pages without writing them.
+  uint32_t* words =
+      static_cast<uint32_t*>(std::calloc(static_cast<size_t>(w) * h, sizeof(uint32_t)));
+  if (!words) throw std::bad_alloc();
+  uint32_t** columns = new (std::nothrow) uint32_t*[w];
+  if (!columns) {
+    std::free(words);
+    throw std::bad_alloc();
+  }
+  for (int x = 0; x < w; ++x) columns[x] = words + static_cast<size_t>(x) * h;
+  m_segmentUsed.assign(static_cast<size_t>(w) * segmentsPerColumn(h), 0);
+  m_bitPlane = columns;
+  width = w;
+  height = h;
+}
+
+int KORUSEManageUndoRedo::segmentsPerColumn(int h) { return (h + kBlock - 1) / kBlock; }
+
+uint8_t& KORUSEManageUndoRedo::segmentUsed(int x, int y0) {
+  return m_segmentUsed[static_cast<size_t>(x) * segmentsPerColumn(height) + y0 / kBlock];
 }
 
 void KORUSEManageUndoRedo::deallocate() {
   if (m_bitPlane) {
-    for (int x = 0; x < width; ++x) delete[] m_bitPlane[x];
+    std::free(m_bitPlane[0]);  // the block that holds every column
     delete[] m_bitPlane;
     m_bitPlane = nullptr;
   }
+  m_segmentUsed = std::vector<uint8_t>();
   m_current = m_top = m_bottom = 0;
   width = height = 0;
 }
@@ -49,13 +88,35 @@ void KORUSEManageUndoRedo::setMask(int slot, IplImage* mask) {
   const int w = std::min({width, KORUSEMarker::m_originalWidth, mask->width});
   const int h = std::min({height, KORUSEMarker::m_originalHeight, mask->height});
   const uint32_t bit = 1u << slot;
-  for (int y = 0; y < h; ++y) {
-    const uint8_t* row = reinterpret_cast<const uint8_t*>(mask->imageData + y * mask->widthStep);
-    for (int x = 0; x < w; ++x) {
-      uint32_t& word = m_bitPlane[x][y];
-      word = row[x] ? (word | bit) : (word & ~bit);
+  forEachBlockColumn(w, h, [&](int x, int y0, int y1) {
+    uint8_t& used = segmentUsed(x, y0);
+    if (!used) {  // all words 0: only an object pixel changes them
+      int y = y0;
+      while (y < y1 && !imageRow(mask, y)[x]) ++y;
+      if (y == y1) return;
+      used = 1;
     }
-  }
+    uint32_t* column = m_bitPlane[x];
+    for (int y = y0; y < y1; ++y) {
+      const uint32_t set = imageRow(mask, y)[x] ? bit : 0u;
+      column[y] = (column[y] & ~bit) | set;
+    }
+  });
+}
+
+void KORUSEManageUndoRedo::readSlot(int slot, IplImage* mask) {
+  const int w = std::min(mask->width, width), h = std::min(mask->height, height);
+  // Only what the planes do not cover needs clearing first.
+  if (slot >= kSlots || !m_bitPlane || w < mask->width || h < mask->height) cvSetZero(mask);
+  if (slot >= kSlots || !m_bitPlane) return;
+  forEachBlockColumn(w, h, [&](int x, int y0, int y1) {
+    if (!segmentUsed(x, y0)) {
+      for (int y = y0; y < y1; ++y) imageRow(mask, y)[x] = 0;
+      return;
+    }
+    const uint32_t* column = m_bitPlane[x];
+    for (int y = y0; y < y1; ++y) imageRow(mask, y)[x] = ((column[y] >> slot) & 1u) ? 255 : 0;
+  });
 }
 
 IplImage* KORUSEManageUndoRedo::getMask(int slot) {
@@ -63,13 +124,7 @@ IplImage* KORUSEManageUndoRedo::getMask(int slot) {
   const int w = KORUSEMarker::m_originalWidth, h = KORUSEMarker::m_originalHeight;
   if (!checkImageSize(w, h, "getMask", 92)) return nullptr;
   IplImage* mask = cvCreateImage(cvSize(w, h), IPL_DEPTH_8U, 1);
-  cvSetZero(mask);
-  if (slot >= kSlots || !m_bitPlane) return mask;
-  const int rw = std::min(w, width), rh = std::min(h, height);
-  for (int y = 0; y < rh; ++y) {
-    uint8_t* row = reinterpret_cast<uint8_t*>(mask->imageData + y * mask->widthStep);
-    for (int x = 0; x < rw; ++x) row[x] = ((m_bitPlane[x][y] >> slot) & 1u) ? 255 : 0;
-  }
+  readSlot(slot, mask);
   return mask;
 }
 
@@ -87,6 +142,16 @@ void KORUSEManageUndoRedo::updateBitPlane(IplImage* mask) {
 IplImage* KORUSEManageUndoRedo::prevMask() {
   if (m_current == m_bottom) return nullptr;
   return getMask(previous(m_current));
+}
+
+bool KORUSEManageUndoRedo::prevMaskInto(IplImage* mask) {
+  if (m_current == m_bottom) return false;
+  if (!mask || mask->nChannels != 1 || mask->depth != IPL_DEPTH_8U) {
+    logBadCall("prevMaskInto", "no 8-bit mask");
+    return false;
+  }
+  readSlot(previous(m_current), mask);
+  return true;
 }
 
 IplImage* KORUSEManageUndoRedo::undo() {

@@ -9,10 +9,12 @@
 #include <opencv2/core/core_c.h>
 
 #include <cstdint>
+#include <vector>
 
 class KORUSEManageUndoRedo {
  public:
-  static uint32_t** m_bitPlane;  // [x][y]: column-major, bit k = object in slot k
+  static uint32_t** m_bitPlane;  // [x][y]: column-major, bit k = object in slot k;
+                                 // the columns lie in one block, column 0 first
   static int32_t m_maxSize;      // slots in the ring: 32
   static int32_t m_current;      // slot the next recorded mask will take
   static int32_t m_top;          // one past the newest recorded slot
@@ -36,6 +38,9 @@ class KORUSEManageUndoRedo {
   static IplImage* getMask(int slot);
   // The mask on display, or null when nothing is recorded.
   static IplImage* prevMask();
+  // The mask on display written into `mask` (8-bit, the source size); false,
+  // and `mask` untouched, when nothing is recorded.
+  static bool prevMaskInto(IplImage* mask);
 
   // ---- navigation ---------------------------------------------------------------
 
@@ -50,6 +55,16 @@ class KORUSEManageUndoRedo {
   static bool canRedo();
 
  private:
+  // Per column and per 64 rows of it: whether an object pixel was ever
+  // written there. The words of a segment never used are all 0 and are
+  // neither written nor read, so pages of background only stay untouched.
+  // Hence planes are written through setMask only.
+  static std::vector<uint8_t> m_segmentUsed;
+  static int segmentsPerColumn(int h);
+  static uint8_t& segmentUsed(int x, int y0);
+
+  // Slot k into an 8-bit image; what the planes do not cover reads as 0.
+  static void readSlot(int slot, IplImage* mask);
   static int32_t previous(int32_t slot) { return (slot - 1 + m_maxSize) % m_maxSize; }
   static int32_t next(int32_t slot) { return (slot + 1) % m_maxSize; }
 };

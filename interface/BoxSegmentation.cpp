@@ -5,25 +5,12 @@
 
 #include "SegmentationCore.h"
 #include "history/KORUSEManageUndoRedo.h"
+#include "interface/BoxMarks.h"
 #include "interface/ExportGuard.h"
 #include "interface/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
 #include "support/KORULog.h"
 #include "support/StageTrace.h"
-
-// The box border clockwise, each corner once; an empty span adds nothing.
-static std::vector<int> traceBoxBorder(int x1, int y1, int x2, int y2) {
-  std::vector<int> points;
-  const auto add = [&](int x, int y) {
-    points.push_back(x);
-    points.push_back(y);
-  };
-  for (int x = x1; x < x2; ++x) add(x, y1);
-  for (int y = y1; y < y2; ++y) add(x2, y);
-  for (int x = x2; x > x1; --x) add(x, y2);
-  for (int y = y2; y > y1; --y) add(x1, y);
-  return points;
-}
 
 int doSegmentationBB(int width, int height, unsigned int* pixels, int x1, int y1, int x2, int y2,
                      unsigned char* mask) {
@@ -34,9 +21,6 @@ int doSegmentationBB(int width, int height, unsigned int* pixels, int x1, int y1
     }
     if (!photoSizeHoldable(width, height, "doSegmentationBB")) return 0;
     traceStage("box marks");
-    const size_t n = static_cast<size_t>(width) * height;
-    std::vector<unsigned int> preview(pixels, pixels + n);
-    std::vector<int> markers(n, MARK_NONE);
     std::vector<int> points;
     if (x1 < 0 || y1 < 0 || x2 >= width || y2 >= height) {
       logBadCall("doSegmentationBB", "box reaches outside the image: marks clipped");
@@ -48,11 +32,8 @@ int doSegmentationBB(int width, int height, unsigned int* pixels, int x1, int y1
     } else {
       points = traceBoxBorder(x1, y1, x2, y2);
     }
-    if (x2 >= x1 && y2 >= y1) {
-      for (int y = std::max(y1, 0); y <= std::min(y2, height - 1); ++y)
-        for (int x = std::max(x1, 0); x <= std::min(x2, width - 1); ++x)
-          markers[static_cast<size_t>(y) * width + x] = MARK_PROBABLE_OBJECT;
-    }
+    // Made in 8 bits directly: the marks are only ever 0 and 4.
+    OwnedImage marks(boxMarkerImage(width, height, x1, y1, x2, y2));
 
     tearDownSession();
     KORUSEMarker::resetMarkers();
@@ -63,9 +44,10 @@ int doSegmentationBB(int width, int height, unsigned int* pixels, int x1, int y1
     traceStage("engine");
     createEngine();
     setCurrentMarkerVector(static_cast<int>(points.size()), points.data());
-    setMarkerImage(width, height, markers.data(), LOOP_ADD);
-    // Only the mask reaches the caller; the preview stays here.
-    processSegment(0, 0, 0, preview.data(), mask);
+    if (marksFitPhoto(width, height, true)) adoptMarkerImage(marks.release(), LOOP_ADD);
+    // Only the mask reaches the caller: no preview is painted, but the
+    // outline is still found for fetch_path_array.
+    processSegment(0, 0, 0, nullptr, mask);
     return 0;
   });
 }

@@ -29,6 +29,7 @@ int setSourceImage(int width, int height, unsigned int* pixels) {
     // The old photo's outline and pending marks would be delivered at its size.
     releaseStorage();
     releaseImage(&markerImage);
+    releaseKeptImage();
     IplImage* image = cvCreateImage(cvSize(width, height), IPL_DEPTH_8U, 3);
     for (int y = 0; y < height; ++y) {
       uint8_t* bgr = reinterpret_cast<uint8_t*>(image->imageData + y * image->widthStep);
@@ -85,23 +86,15 @@ int setCurrentMarkerVector(int count, int* xy) {
 
 int setMarkerImage(int width, int height, int* markers, int strokeType) {
   return exportGuard("setMarkerImage", 0, [&] {
-    if (!checkImageSize(width, height, "setMarkerImage", 164)) return 0;
-    if (!markers || !haveSource("setMarkerImage")) {
-      if (!markers) logBadCall("setMarkerImage", "null marker buffer");
-      return 0;
-    }
-    if (width != KORUSEMarker::m_originalWidth || height != KORUSEMarker::m_originalHeight) {
-      logBadCall("setMarkerImage", "marker size differs from the source size");
-      return 0;
-    }
+    if (!marksFitPhoto(width, height, markers != nullptr)) return 0;
     // A header over the caller's ints; the conversion saturates to 0..255.
     IplImage view;
     cvInitImageHeader(&view, cvSize(width, height), IPL_DEPTH_32S, 1);
     cvSetData(&view, markers, width * static_cast<int>(sizeof(int)));
-    releaseImage(&markerImage);
-    markerImage = cvCreateImage(cvSize(width, height), IPL_DEPTH_8U, 1);
-    cvConvertScale(&view, markerImage, 1.0, 0.0);
-    KORUSEMarker::currentStroke.type = strokeType;
+    retireImage(&markerImage);  // first: it may serve as the new one
+    IplImage* marks = photoSizedImage();
+    adoptMarkerImage(marks, strokeType);
+    cvConvertScale(&view, marks, 1.0, 0.0);
     return 0;
   });
 }
@@ -118,12 +111,11 @@ int processSegment(int, int, int, unsigned int* blended, unsigned char* mask) {
       logBadCall("processSegment", "no engine (call initSegmentationEngine first)");
     }
     if (resultMask) {
-      loadBlendedImageInfo(blended);
-      releaseImage(&resultMask);
+      deliverOutlineAndRelease(blended);
     } else {
       writeSourcePixels(blended);
     }
-    releaseImage(&markerImage);
+    retireImage(&markerImage);
     traceStage("done");
     return endOfCallTeardown() ? -1 : 0;
   });
@@ -159,6 +151,7 @@ int freeLocalBuffers() {
   return exportGuard("freeLocalBuffers", 0, [&] {
     releaseImage(&resultMask);
     releaseImage(&markerImage);
+    releaseKeptImage();
     return 0;
   });
 }

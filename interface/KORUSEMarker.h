@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 // Stroke types: bit 1 set = brush stroke (else a closed loop),
@@ -59,3 +60,9 @@ class KORUSEMarker {
 
 // Releases an image if set and nulls the pointer.
 void releaseImage(IplImage** image);
+
+// Holds an image until it is handed on (release()) or the holder goes.
+struct ImageReleaser {
+  void operator()(IplImage* image) const { releaseImage(&image); }
+};
+using OwnedImage = std::unique_ptr<IplImage, ImageReleaser>;

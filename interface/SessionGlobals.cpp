@@ -16,6 +16,38 @@ uint8_t pathAvailable = 0;
 IplImage* markerImage = nullptr;
 IplImage* resultMask = nullptr;
 
+namespace {
+IplImage* g_keptImage = nullptr;  // photo-sized, 8-bit, for the next edit
+
+bool photoSized(const IplImage* image) {
+  return image->width == KORUSEMarker::m_originalWidth &&
+         image->height == KORUSEMarker::m_originalHeight && image->nChannels == 1 &&
+         image->depth == IPL_DEPTH_8U && !image->roi;
+}
+}  // namespace
+
+IplImage* photoSizedImage() {
+  if (g_keptImage && photoSized(g_keptImage)) {
+    IplImage* image = g_keptImage;
+    g_keptImage = nullptr;
+    return image;
+  }
+  releaseImage(&g_keptImage);
+  return cvCreateImage(cvSize(KORUSEMarker::m_originalWidth, KORUSEMarker::m_originalHeight),
+                       IPL_DEPTH_8U, 1);
+}
+
+void retireImage(IplImage** image) {
+  if (*image && !g_keptImage && photoSized(*image)) {
+    g_keptImage = *image;
+    *image = nullptr;
+    return;
+  }
+  releaseImage(image);
+}
+
+void releaseKeptImage() { releaseImage(&g_keptImage); }
+
 void releaseStorage() {
   if (storage) cvReleaseMemStorage(&storage);
   storage = nullptr;
@@ -25,6 +57,7 @@ void releaseStorage() {
 
 void tearDownSession() {
   releaseStorage();
+  releaseKeptImage();
   KORUSEMarker::dellocator();
   KORUSEManageUndoRedo::deallocate();
   delete pHybrid;
@@ -73,4 +106,23 @@ void createEngine() {
   pHybrid = new KORUSEHybrid();
   KORUSEMarker::initializer();
   pHybrid->intializer();
+}
+
+bool marksFitPhoto(int width, int height, bool haveMarks) {
+  if (!checkImageSize(width, height, "setMarkerImage", 164)) return false;
+  if (!haveMarks || !haveSource("setMarkerImage")) {
+    if (!haveMarks) logBadCall("setMarkerImage", "null marker buffer");
+    return false;
+  }
+  if (width != KORUSEMarker::m_originalWidth || height != KORUSEMarker::m_originalHeight) {
+    logBadCall("setMarkerImage", "marker size differs from the source size");
+    return false;
+  }
+  return true;
+}
+
+void adoptMarkerImage(IplImage* marks, int strokeType) {
+  retireImage(&markerImage);
+  markerImage = marks;
+  KORUSEMarker::currentStroke.type = strokeType;
 }

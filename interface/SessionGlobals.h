@@ -19,6 +19,16 @@ extern IplImage* resultMask;        // mask being delivered (255 = object)
 
 // Releases the outline storage if set.
 void releaseStorage();
+
+// An 8-bit image of the photo's size, contents undefined: the one kept
+// from the last edit when there is one, else a new one. A new photo-sized
+// image each edit would cost its pages afresh.
+IplImage* photoSizedImage();
+// Releases *image (and nulls it), but keeps it for photoSizedImage when it
+// is 8-bit of the photo's size and none is kept yet.
+void retireImage(IplImage** image);
+// Releases the kept image: with the photo, or when the host frees buffers.
+void releaseKeptImage();
 // Everything of a session: outline, session images, history, engine.
 void tearDownSession();
 // The end of every output call: tears down when the host cancelled and then
@@ -33,5 +43,14 @@ void writeSourcePixels(unsigned int* out);
 // refusal inside cvCreateImage would lose the image header, so a header of
 // ours is tried first, before anything of the session changes.
 bool photoSizeHoldable(int width, int height, const char* function);
+// loadBlendedImageInfo for a result about to go, then releases resultMask:
+// the outline search may work on resultMask itself instead of a copy.
+void deliverOutlineAndRelease(unsigned int* blended);
 // Creates a new engine for the current photo into pHybrid.
 void createEngine();
+// The checks setMarkerImage makes, logged under its name, before it takes
+// marks of this size for the current photo.
+bool marksFitPhoto(int width, int height, bool haveMarks);
+// Makes `marks` (8-bit, the photo's size) the pending edit's marker image,
+// releasing an earlier one, and sets the stroke type.
+void adoptMarkerImage(IplImage* marks, int strokeType);

@@ -14,3 +14,7 @@ inline uint8_t* imageRow(const IplImage* image, int y) {
 inline uint8_t* imagePixel(const IplImage* image, int x, int y) {
   return imageRow(image, y) + x * image->nChannels;
 }
+
+// The smallest rectangle holding every nonzero byte of an 8-bit, 1-channel
+// image; width and height 0 when there is none.
+CvRect nonzeroBox(const IplImage* image);

@@ -2,9 +2,12 @@
 
 #include <opencv2/imgproc/imgproc_c.h>
 
+#include <random>
+
 #include "SessionFixture.h"
 #include "engine/KORUSEHybrid.h"
 #include "graph/KORUSEGraph.h"
+#include "history/KORUSEManageUndoRedo.h"
 #include "interface/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
 
@@ -21,6 +24,7 @@ static IplImage* markers(int w, int h, int x0, int y0, int x1, int y1, int value
 }
 
 using EngineLabels = SessionTest;
+using H = KORUSEManageUndoRedo;
 
 TEST_F(EngineLabels, WorkingImageAimsAt320By240) {
   open(640, 480);
@@ -137,4 +141,117 @@ TEST_F(EngineLabels, UpdateLabelImageMovesSoftLabelsOnly) {
                             MARK_PROBABLE_BACKGROUND};
   EXPECT_TRUE(std::equal(after, after + 4, reinterpret_cast<uint8_t*>(e.m_roiLabel->imageData)));
   e.clearMemory();
+}
+
+// Random marks 0..4 where `dense`, else a few brush-like blobs.
+static IplImage* randomMarks(int w, int h, std::mt19937& rng, bool dense, int value) {
+  IplImage* m = cvCreateImage(cvSize(w, h), 8, 1);
+  cvSetZero(m);
+  if (dense) {
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x) m->imageData[y * m->widthStep + x] = static_cast<char>(rng() % 5);
+  } else {
+    for (int i = 0; i < 3; ++i) {
+      const int x = rng() % w, y = rng() % h;
+      cvRectangle(m, cvPoint(x, y), cvPoint(x + int(rng() % 9), y + int(rng() % 5)), cvScalarAll(value), CV_FILLED);
+    }
+  }
+  return m;
+}
+
+// The reduced labels are those of the whole photo (the path taken when the
+// photo is the working image) reduced by cvResize CV_INTER_NN, for every
+// stroke type, with and without a previous result, on sizes whose ratio to
+// the working size is not a whole number.
+TEST_F(EngineLabels, ReducedLabelsAreTheFullLabelsResizedNearest) {
+  std::mt19937 rng(99);
+  for (auto size : {std::make_pair(641, 479), std::make_pair(1001, 333), std::make_pair(333, 1001),
+                    std::make_pair(1500, 77), std::make_pair(2001, 1499)}) {
+    const int w = size.first, h = size.second;
+    open(w, h);
+    const float f = g_imageResizeFactor;
+    ASSERT_GT(f, 1.0f);
+    setCurrentMarkerVector(0, nullptr);  // no path drawn over the labels
+    for (int withPrevious = 0; withPrevious < 2; ++withPrevious) {
+      if (withPrevious) {
+        IplImage* prev = randomMarks(w, h, rng, true, 0);
+        cvCmpS(prev, 2, prev, CV_CMP_GE);  // 0 / 255
+        H::updateBitPlane(prev);
+        cvReleaseImage(&prev);
+      }
+      for (int type = 0; type < 4; ++type) {
+        KORUSEMarker::currentStroke.type = type;
+        IplImage* marks = randomMarks(w, h, rng, type < 2, type == 2 ? 2 : 1);
+        IplImage* copy = cvCloneImage(marks);
+        g_imageResizeFactor = 1.0f;
+        pHybrid->setLabelImage(copy);
+        IplImage* expected = cvCreateImage(cvGetSize(KORUSEMarker::m_srcImage), 8, 1);
+        cvResize(KORUSEMarker::m_labelImage, expected, CV_INTER_NN);
+        g_imageResizeFactor = f;
+        pHybrid->setLabelImage(marks);
+        const IplImage* labels = KORUSEMarker::m_labelImage;
+        ASSERT_EQ(labels->width, expected->width);
+        for (int y = 0; y < labels->height; ++y)
+          for (int x = 0; x < labels->width; ++x)
+            ASSERT_EQ(at(labels, x, y), at(expected, x, y))
+                << w << "x" << h << " type " << type << " previous " << withPrevious << " at " << x << "," << y;
+        cvReleaseImage(&expected);
+        cvReleaseImage(&copy);
+        cvReleaseImage(&marks);
+      }
+    }
+  }
+}
+
+// The halo is dilated only around the marks; it must equal dilating the
+// whole marker image, also for marks at the image's edges.
+TEST_F(EngineLabels, BrushHaloEqualsTheWholeImageDilation) {
+  std::mt19937 rng(5);
+  open(160, 90);  // 6 dilations
+  for (int round = 0; round < 30; ++round) {
+    const int type = round % 2 ? STROKE_REMOVE : STROKE_ADD;
+    const uint8_t own = type == STROKE_ADD ? MARK_OBJECT : MARK_BACKGROUND;
+    KORUSEMarker::currentStroke.type = type;
+    IplImage* marks = randomMarks(160, 90, rng, false, own);
+    if (round % 3 == 0) cvSet2D(marks, 89, 159, cvScalarAll(3));  // another value in a corner
+    IplImage* before = cvCloneImage(marks);
+    IplImage* expected = cvCloneImage(marks);
+    cvDilate(before, expected, nullptr, 6);
+    for (int y = 0; y < 90; ++y)
+      for (int x = 0; x < 160; ++x)
+        if (at(expected, x, y) == own && at(before, x, y) == MARK_NONE)
+          expected->imageData[y * expected->widthStep + x] = type == STROKE_ADD ? MARK_PROBABLE_OBJECT : MARK_PROBABLE_BACKGROUND;
+    pHybrid->setLabelImage(marks);
+    for (int y = 0; y < 90; ++y)
+      for (int x = 0; x < 160; ++x) ASSERT_EQ(at(marks, x, y), at(expected, x, y)) << "round " << round << " at " << x << "," << y;
+    for (IplImage* image : {marks, before, expected}) cvReleaseImage(&image);
+  }
+}
+
+// The previous result is refilled in place from edit to edit; it must follow
+// the history, down to none when undo has reached the plain photo.
+TEST_F(EngineLabels, PreviousResultFollowsTheHistory) {
+  open(30, 20);
+  IplImage* none = markers(30, 20, 0, 0, -1, -1, 0);
+  const auto previousAt = [&](int x, int y) {
+    pHybrid->setLabelImage(none);
+    return KORUSEMarker::m_prevResult ? int(at(KORUSEMarker::m_prevResult, x, y)) : -1;
+  };
+  cut(2, 2, 5, 5, MARK_OBJECT);
+  EXPECT_EQ(previousAt(3, 3), 255);
+  EXPECT_EQ(previousAt(10, 10), 0);
+  cut(10, 10, 12, 12, MARK_OBJECT);
+  EXPECT_EQ(previousAt(10, 10), 255);
+  cut(2, 2, 5, 5, MARK_BACKGROUND);
+  EXPECT_EQ(previousAt(3, 3), 0);
+  const auto undo = [] {
+    if (IplImage* shown = H::undo()) cvReleaseImage(&shown);
+  };
+  undo();
+  EXPECT_EQ(previousAt(3, 3), 255);
+  undo();
+  EXPECT_EQ(previousAt(10, 10), 0);
+  undo();
+  EXPECT_EQ(previousAt(3, 3), -1);  // the plain photo: no previous result
+  cvReleaseImage(&none);
 }

@@ -2,10 +2,14 @@
 // Every expected mask below was drawn by hand from the rules in the comment.
 #include <gtest/gtest.h>
 
+#include <opencv2/imgproc.hpp>
+
+#include <random>
 #include <string>
 #include <vector>
 
 #include "engine/KORUSEHybrid.h"
+#include "engine/MaskCleaning.h"
 #include "interface/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
 
@@ -120,4 +124,46 @@ TEST_F(PostProcess, MergeMovesOnlyInTheEditsDirectionInsideTheBox) {
   // Empty box: the previous mask.
   edit(LOOP_REMOVE, {}, prev, 4, 2, 0, 2);
   EXPECT_EQ(run(removed, &KORUSEHybrid::postProcess), prev);
+}
+
+// Discs of many sizes on background, speckle flipped at rate `noise`, and
+// now and then a pixel of another value, which neither cleaning may touch.
+static cv::Mat randomMask(std::mt19937& rng, int w, int h, double noise) {
+  cv::Mat m = cv::Mat::zeros(h, w, CV_8UC1);
+  for (int i = 0; i < 6; ++i)
+    cv::circle(m, cv::Point(int(rng() % w), int(rng() % h)), int(rng() % 25), cv::Scalar(255), cv::FILLED);
+  std::uniform_real_distribution<double> u(0.0, 1.0);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      const double r = u(rng);
+      if (r < noise) m.at<uchar>(y, x) = 255 - m.at<uchar>(y, x);
+      else if (r > 0.998) m.at<uchar>(y, x) = 7;
+    }
+  return m;
+}
+
+// The run-based cleanings against the plain flood fills, on seeded masks
+// from clean to so noisy that the run-based ones hand over to the plain ones.
+TEST(MaskCleaning, RunsEqualThePlainFloodFills) {
+  std::mt19937 rng(3);
+  const std::pair<int, int> sizes[] = {{1, 37}, {37, 1}, {64, 48}, {101, 67}, {200, 150}};
+  for (int round = 0; round < 80; ++round) {
+    const int w = sizes[round % 5].first, h = sizes[round % 5].second;
+    const double noise = round % 4 == 3 ? 0.3 : round % 4 == 2 ? 0.02 : 0.002;
+    cv::Mat fast = randomMask(rng, w, h, noise), plain = fast.clone();
+    loopCleaning(fast);
+    plainDropIslands(plain);
+    plainFillPinHoles(plain);
+    ASSERT_EQ(cv::countNonZero(fast != plain), 0) << "loop, round " << round;
+
+    const cv::Mat prev = randomMask(rng, w, h, noise);
+    const uchar fill = round % 2 ? 255 : 0;
+    std::vector<int32_t> points;
+    for (int i = 0; i < 9; ++i) points.push_back(int(rng() % (w + 4)) - 2), points.push_back(int(rng() % (h + 4)) - 2);
+    points.push_back(1);  // a dangling x
+    fast = randomMask(rng, w, h, noise), plain = fast.clone();
+    strokeCleaning(fast, prev, fill, points);
+    plainStrokeCleaning(plain, prev, fill, points);
+    ASSERT_EQ(cv::countNonZero(fast != plain), 0) << "stroke, round " << round;
+  }
 }

@@ -141,3 +141,44 @@ TEST_F(History, ExportedCallsDeliverMasksOrThePhoto) {
   EXPECT_EQ(untouched, blankMask(9));
   EXPECT_EQ(preview, opaque(photo_));
 }
+
+// Planes are written and read in blocks, and blocks where no slot ever had
+// an object pixel are skipped; the rule stays per pixel: bit k of word [x][y]
+// is 1 exactly where the mask is nonzero, the other bits keep their values.
+// Sizes straddle the blocks, and one is a single column or row; half of the
+// masks are a small rectangle, so that some blocks stay unused for a while.
+TEST_F(SessionTest, PlanesFollowThePerPixelRuleOnOddSizes) {
+  for (auto size : {std::make_pair(1, 1), std::make_pair(1, 130), std::make_pair(131, 1),
+                    std::make_pair(67, 65), std::make_pair(129, 200)}) {
+    const int w = size.first, h = size.second;
+    open(w, h);
+    std::mt19937 rng(w * 1000 + h);
+    const uint8_t values[] = {0, 0, 1, 255, 7};
+    std::vector<uint32_t> model(size_t(w) * h, 0);  // [y * w + x]
+    for (int round = 0; round < 40; ++round) {
+      const int slot = rng() % 32;
+      IplImage* m = cvCreateImage(cvSize(w, h), IPL_DEPTH_8U, 1);
+      const bool sparse = round % 2;
+      const int rx = rng() % w, ry = rng() % h, rw = 1 + rng() % 20, rh = 1 + rng() % 20;
+      for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+          const bool inside = x >= rx && x < rx + rw && y >= ry && y < ry + rh;
+          const uint8_t v = sparse && !inside ? 0 : values[rng() % 5];
+          m->imageData[y * m->widthStep + x] = static_cast<char>(v);
+          uint32_t& word = model[size_t(y) * w + x];
+          word = v ? (word | (1u << slot)) : (word & ~(1u << slot));
+        }
+      H::setMask(slot, m);
+      cvReleaseImage(&m);
+      const int read = rng() % 32;
+      IplImage* back = H::getMask(read);
+      for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+          ASSERT_EQ(H::m_bitPlane[x][y], model[size_t(y) * w + x]) << w << "x" << h << " at " << x << "," << y;
+          ASSERT_EQ(uint8_t(back->imageData[y * back->widthStep + x]),
+                    ((model[size_t(y) * w + x] >> read) & 1) ? 255 : 0);
+        }
+      cvReleaseImage(&back);
+    }
+  }
+}

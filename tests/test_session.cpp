@@ -1,13 +1,18 @@
 #include <gtest/gtest.h>
+#include <opencv2/imgproc/imgproc_c.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
+#include <random>
 #include <set>
 #include <thread>
 #include <utility>
 
 #include "LogCapture.h"
 #include "SessionFixture.h"
+#include "SyntheticScene.h"
+#include "interface/BoxMarks.h"
 #include "interface/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
 
@@ -210,4 +215,158 @@ TEST_F(SessionTest, UndefinedCallsAreLoggedAndTouchNothing) {
   EXPECT_TRUE(log.contains({ANDROID_LOG_ERROR, "Error", "MEMORY_CRASH : setSourceImage 115"}));
   EXPECT_TRUE(log.contains({ANDROID_LOG_ERROR, "Error", "MEMORY_CRASH : setMarkerImage 164"}));
   EXPECT_GE(log.count("Error"), 16u);
+}
+
+// The box marks as they were made before: an int buffer filled box-wise
+// (clipped, nothing for an inverted box) and converted to 8 bits.
+static IplImage* boxMarksViaInts(int w, int h, int x1, int y1, int x2, int y2) {
+  std::vector<int> marks(size_t(w) * h, 0);
+  if (x2 >= x1 && y2 >= y1)
+    for (int y = std::max(y1, 0); y <= std::min(y2, h - 1); ++y)
+      for (int x = std::max(x1, 0); x <= std::min(x2, w - 1); ++x) marks[size_t(y) * w + x] = 4;
+  IplImage view;
+  cvInitImageHeader(&view, cvSize(w, h), IPL_DEPTH_32S, 1);
+  cvSetData(&view, marks.data(), w * int(sizeof(int)));
+  IplImage* out = cvCreateImage(cvSize(w, h), IPL_DEPTH_8U, 1);
+  cvConvertScale(&view, out, 1.0, 0.0);
+  return out;
+}
+
+TEST(BoxMarks, EqualTheIntBufferConversion) {
+  const int w = 7, h = 5;  // rows padded to 8 bytes
+  const int boxes[][4] = {{1, 1, 3, 2}, {0, 0, 6, 4}, {2, 3, 2, 3}, {-3, -2, 2, 1},  {4, 2, 9, 8},
+                          {-5, 1, 20, 3}, {1, -4, 3, 10}, {3, 1, 1, 2}, {1, 3, 2, 1}, {8, 0, 9, 4},
+                          {0, 6, 6, 7},  {-4, -4, -1, -1}};
+  for (const auto& b : boxes) {
+    IplImage* direct = boxMarkerImage(w, h, b[0], b[1], b[2], b[3]);
+    IplImage* reference = boxMarksViaInts(w, h, b[0], b[1], b[2], b[3]);
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x)
+        ASSERT_EQ(direct->imageData[y * direct->widthStep + x], reference->imageData[y * reference->widthStep + x])
+            << "box " << b[0] << "," << b[1] << "," << b[2] << "," << b[3] << " at " << x << "," << y;
+    cvReleaseImage(&direct);
+    cvReleaseImage(&reference);
+  }
+}
+
+// doSegmentationBB keeps no preview, yet its mask and outline are those of
+// the same edit sent through the exported calls with a preview.
+TEST_F(SessionTest, BoxCutMatchesTheSameEditSentByHand) {
+  const Scene scene = discScene(90, 70);
+  Pixels photo = scene.pixels;
+  for (const auto& b : {std::array<int, 4>{20, 10, 70, 60}, std::array<int, 4>{-10, 5, 60, 90}}) {
+    HostMask viaBox(photo.size(), 77), byHand(photo.size(), 77);
+    doSegmentationBB(90, 70, photo.data(), b[0], b[1], b[2], b[3], viaBox.data());
+    const auto boxOutline = fetchOutline();
+
+    open(90, 70, photo);
+    std::vector<int> marks(photo.size(), 0);
+    for (int y = std::max(b[1], 0); y <= std::min(b[3], 69); ++y)
+      for (int x = std::max(b[0], 0); x <= std::min(b[2], 89); ++x) marks[y * 90 + x] = 4;
+    const int x1 = std::max(b[0], 0), y1 = std::max(b[1], 0), x2 = std::min(b[2], 89), y2 = std::min(b[3], 69);
+    std::vector<int> loop;
+    for (int x = x1; x < x2; ++x) loop.insert(loop.end(), {x, y1});
+    for (int y = y1; y < y2; ++y) loop.insert(loop.end(), {x2, y});
+    for (int x = x2; x > x1; --x) loop.insert(loop.end(), {x, y2});
+    for (int y = y2; y > y1; --y) loop.insert(loop.end(), {x1, y});
+    edit(loop, marks, 0, &byHand);
+    EXPECT_EQ(viaBox, byHand);
+    EXPECT_NE(std::count(viaBox.begin(), viaBox.end(), 0), 0);
+    EXPECT_EQ(boxOutline, fetchOutline());
+    deinitSegmentation();
+  }
+}
+
+// The outline as it was found and drawn before: on a copy of the whole mask
+// and into an image of the whole photo.
+static std::pair<std::vector<std::vector<Point>>, Pixels> wholeImageOutline(const IplImage* mask, Pixels preview) {
+  IplImage* scratch = cvCloneImage(mask);
+  CvMemStorage* store = cvCreateMemStorage(0);
+  CvSeq* first = nullptr;
+  cvFindContours(scratch, store, &first, sizeof(CvContour), CV_RETR_LIST, CV_CHAIN_APPROX_SIMPLE, cvPoint(0, 0));
+  IplImage* drawn = cvCreateImage(cvGetSize(mask), IPL_DEPTH_8U, 1);
+  cvSetZero(drawn);
+  if (first) cvDrawContours(drawn, first, cvScalarAll(255), cvScalarAll(255), 255, 2, 16, cvPoint(0, 0));
+  std::vector<std::vector<Point>> polygons;
+  for (CvSeq* c = first; c; c = c->h_next) {
+    polygons.emplace_back();
+    for (int i = 0; i < c->total; ++i) {
+      const CvPoint* p = reinterpret_cast<const CvPoint*>(cvGetSeqElem(c, i));
+      polygons.back().push_back({p->x, p->y});
+    }
+  }
+  for (int y = 0; y < mask->height; ++y)
+    for (int x = 0; x < mask->width; ++x)
+      if (uint8_t(drawn->imageData[y * drawn->widthStep + x]) == 255) preview[size_t(y) * mask->width + x] = 0xFFFFFF00u;
+  cvReleaseImage(&drawn);
+  cvReleaseImage(&scratch);
+  cvReleaseMemStorage(&store);
+  return {polygons, preview};
+}
+
+// Found and drawn only around the object, the outline is still that of the
+// whole photo: objects at the edges, thin slanted lines, specks, holes,
+// values other than 255, photos smaller than the drawing margin. The host
+// mask on the way.
+TEST_F(SessionTest, OutlineAroundTheObjectEqualsTheWholeImageOne) {
+  std::mt19937 rng(11);
+  const std::pair<int, int> sizes[] = {{1, 1}, {1, 40}, {40, 1}, {20, 15}, {97, 61}, {300, 200}};
+  for (int round = 0; round < 60; ++round) {
+    const int w = sizes[round % 6].first, h = sizes[round % 6].second;
+    open(w, h);
+    IplImage* mask = cvCreateImage(cvSize(w, h), IPL_DEPTH_8U, 1);
+    cvSetZero(mask);
+    for (int i = 0; i < int(rng() % 4); ++i) {
+      const CvPoint a = cvPoint(int(rng() % (w + 10)) - 5, int(rng() % (h + 10)) - 5);
+      const CvPoint b = cvPoint(int(rng() % (w + 10)) - 5, int(rng() % (h + 10)) - 5);
+      const int kind = rng() % 3;
+      if (kind == 0) cvRectangle(mask, a, b, cvScalarAll(255), CV_FILLED);
+      if (kind == 1) cvLine(mask, a, b, cvScalarAll(rng() % 2 ? 255 : 9), 1, 8, 0);
+      if (kind == 2) cvCircle(mask, a, int(rng() % 30), cvScalarAll(0), CV_FILLED);
+    }
+    if (rng() % 2) mask->imageData[(rng() % h) * mask->widthStep + rng() % w] = -1;
+    const auto expected = wholeImageOutline(mask, gradientPhoto(w, h));
+    for (const bool goesNext : {false, true}) {
+      resultMask = cvCloneImage(mask);
+      Pixels preview = gradientPhoto(w, h);
+      if (goesNext) {
+        HostMask host(size_t(w) * h, 77);
+        loadMaskImageInfo(host.data());  // 0 exactly where the result is 255
+        for (int y = 0; y < h; ++y)
+          for (int x = 0; x < w; ++x)
+            ASSERT_EQ(host[size_t(y) * w + x], uint8_t(mask->imageData[y * mask->widthStep + x]) == 255 ? 0 : 255);
+        deliverOutlineAndRelease(preview.data());
+        EXPECT_EQ(resultMask, nullptr);
+      } else {
+        loadBlendedImageInfo(preview.data());
+        releaseImage(&resultMask);
+      }
+      ASSERT_EQ(fetchOutline(), expected.first) << "round " << round;
+      ASSERT_EQ(preview, expected.second) << "round " << round;
+    }
+    cvReleaseImage(&mask);
+  }
+}
+
+// An image kept from one edit for the next must not outlive its photo: a
+// larger photo handed over without deinitSegmentation gets images of its
+// own size (a kept small one would be overrun).
+TEST_F(SessionTest, KeptImagesFollowThePhoto) {
+  open(6, 4);
+  cut(0, 0, 2, 2, 2);
+  cut(1, 1, 3, 3, 2);  // two edits: their mask and marks are kept
+  photo_ = gradientPhoto(9, 7);
+  w_ = 9, h_ = 7;
+  setSourceImage(9, 7, photo_.data());
+  initSegmentationEngine(0);
+  HostMask mask = blankMask();
+  cut(0, 0, 8, 6, 2, &mask);
+  EXPECT_EQ(mask, blankMask(0));
+  cut(2, 1, 8, 6, 1, &mask);
+  for (int y = 0; y < 7; ++y)
+    for (int x = 0; x < 9; ++x) ASSERT_EQ(mask[y * 9 + x], (x >= 2 && y >= 1) ? 255 : 0) << x << "," << y;
+  freeLocalBuffers();
+  cut(0, 0, 0, 0, 2, &mask);
+  EXPECT_EQ(mask[0], 0);
+  EXPECT_EQ(mask[9 * 7 - 1], 255);
 }
