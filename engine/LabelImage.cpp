@@ -15,6 +15,7 @@
 #include "interface/SessionGlobals.h"
 #include "support/KORULog.h"
 #include "support/ImageRows.h"
+#include "support/NearestSampling.h"
 #include "support/StageTrace.h"
 
 namespace {
@@ -82,33 +83,14 @@ static void fullLabels(IplImage* labels, const IplImage* marker, const IplImage*
   }
 }
 
-// For each of `to` indices along one axis, the index of `from` that
-// cvResize CV_INTER_NN samples there. Read off OpenCV itself: an 8-bit index
-// image is resized one byte of the index at a time.
-static std::vector<int> nearestSamples(int from, int to, bool alongX) {
-  std::vector<int> samples(to, 0);
-  const auto size = [&](int n) { return alongX ? cvSize(n, 1) : cvSize(1, n); };
-  OwnedImage index(cvCreateImage(size(from), IPL_DEPTH_8U, 1));
-  OwnedImage sampled(cvCreateImage(size(to), IPL_DEPTH_8U, 1));
-  const auto at = [](IplImage* image, int i) -> uint8_t& {
-    return image->height == 1 ? imageRow(image, 0)[i] : imageRow(image, i)[0];
-  };
-  for (int shift = 0; shift < 32 && (shift == 0 || (from - 1) >> shift); shift += 8) {
-    for (int i = 0; i < from; ++i) at(index.get(), i) = static_cast<uint8_t>(i >> shift);
-    cvResize(index.get(), sampled.get(), CV_INTER_NN);
-    for (int i = 0; i < to; ++i)
-      samples[i] |= static_cast<int>(static_cast<uint32_t>(at(sampled.get(), i)) << shift);
-  }
-  return samples;
-}
-
 // Labels of the working image: each pixel is labelled from the photo pixel
 // that a nearest-neighbour reduction of full labels would pick, so no full
 // label image is made.
 static void sampledLabels(IplImage* labels, const IplImage* marker, const IplImage* prev,
                           int type) {
-  const std::vector<int> xs = nearestSamples(marker->width, labels->width, true);
-  const std::vector<int> ys = nearestSamples(marker->height, labels->height, false);
+  const NearestSampling samples = nearestSampling(marker->width, marker->height, labels->width, labels->height);
+  const std::vector<int32_t>& xs = samples.column;
+  const std::vector<int32_t>& ys = samples.row;
   for (int y = 0; y < labels->height; ++y) {
     uint8_t* out = imageRow(labels, y);
     const uint8_t* marks = imageRow(marker, ys[y]);

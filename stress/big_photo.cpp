@@ -17,7 +17,6 @@
 #include "SegmentationCore.h"
 #include "SyntheticScene.h"
 #include "engine/KORUSEHybrid.h"
-#include "graph/KORUSEGraph.h"
 #include "interface/SessionGlobals.h"
 
 namespace {
@@ -83,10 +82,7 @@ int main(int argc, char** argv) {
               before, peak);
   std::printf("  host buffers (photo, preview, mask, marks): %.0f MiB\n", mib(n * (4 + 4 + 1 + 4)));
   std::printf("  photo copy (3 B/px): %.0f MiB; history planes (4 B/px): %.0f MiB\n", mib(3 * n), mib(4 * n));
-  std::printf("  band box %d x %d = %.1f MP: nodes %.0f MiB (%zu B each), arcs allocated %.0f MiB "
-              "(8 edges/node), used %.0f MiB (4 edges/node)\n",
-              bw, bh, band / 1e6, mib(band * sizeof(nodes)), sizeof(nodes), mib(band * 8 * 2 * sizeof(float)),
-              mib(band * 4 * 2 * sizeof(float)));
+  std::printf("  band box %d x %d = %.1f MP (only the band's pixels are graph nodes)\n", bw, bh, band / 1e6);
   deinitSegmentation();
   return 0;
 }
