@@ -1,39 +1,39 @@
 // The region's flow graph for one cut: data capacities from the two colour
 // models and the labels, smoothness capacities from the stored contrast
 // weights scaled by m_lambda.
-#include <cmath>
-
+//
+// constructGraphKORU_Whole_Image is the plain build, every soft pixel's
+// densities computed on the spot; buildRegionGraph, which the driver uses,
+// takes them from the edit's RegionDataTerms and must give the same graph.
 #include "engine/KORUSEHybrid.h"
+#include "engine/RegionDataTerms.h"
 #include "engine/RegionGraph.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/KORUSEMarker.h"
 #include "support/ImageRows.h"
 
 namespace {
-// Below this the two log-likelihoods of a grey pixel count as equal.
-const float kGreyTieTolerance = 0.0001f;
+const DataTerm kHardBackground = {0.0, kHardCapacity};
+const DataTerm kHardObject = {kHardCapacity, 0.0};
+
+// The smoothness edges of every region node, in node order: m_lambda times
+// the stored weight at the pixel's place in the working image.
+void addRegionEdges(KORUSEHybrid& e) {
+  const int w = e.m_roiWidth, h = e.m_roiHeight;
+  const int x0 = KORUSEMarker::m_xMinBBox, y0 = KORUSEMarker::m_yMinBBox;
+  const double lambda = e.m_lambda;
+  for (int r = 0; r < h; ++r)
+    for (int c = 0; c < w; ++c) {
+      const float* weights = e.m_nlinks + 4 * (static_cast<size_t>(y0 + r) * e.m_imageWidth + x0 + c);
+      addGridEdges(*e.m_graph, w, r, c, [&](int slot) { return static_cast<float>(lambda * weights[slot]); });
+    }
+}
 }  // namespace
 
 void KORUSEHybrid::constructGraphKORU() {}
 
-// (source, sink) capacities of one soft pixel: -ln of the other side's density.
-static DataTerm colourDataTerm(const KORUSEColorModel& fg, const KORUSEColorModel& bg,
-                               const uint8_t* c) {
-  const pixelVal sample{{double(c[0]), double(c[1]), double(c[2])}};
-  return {-std::log(bg.GMMProb(sample)), -std::log(fg.GMMProb(sample))};
-}
-
-static DataTerm greyDataTerm(const KORUSEColorModel& fg, const KORUSEColorModel& bg,
-                             const pixelVal& sample) {
-  double a = std::log(bg.GMMProb(sample));
-  const double b = std::log(fg.GMMProb(sample));
-  if (static_cast<float>(std::fabs(b - a)) < kGreyTieTolerance) a = b;
-  return {-a, -b};
-}
-
 void KORUSEHybrid::constructGraphKORU_Whole_Image() {
   const int w = m_roiWidth, h = m_roiHeight;
-  const int x0 = KORUSEMarker::m_xMinBBox, y0 = KORUSEMarker::m_yMinBBox;
   m_graph->reset();
   m_graph->addNode(w * h);
 
@@ -42,25 +42,38 @@ void KORUSEHybrid::constructGraphKORU_Whole_Image() {
       const uint8_t label = *imagePixel(m_roiLabel, c, r);
       DataTerm term;
       if (label == MARK_BACKGROUND) {
-        term = {0.0, kHardCapacity};
+        term = kHardBackground;
       } else if (label == MARK_OBJECT) {
-        term = {kHardCapacity, 0.0};
-      } else if (!KORUSEMarker::m_isGreyScale) {
-        term = colourDataTerm(m_fgModel, m_bgModel, imagePixel(m_roiImage, c, r));
+        term = kHardObject;
       } else {
-        const pixelVal sample{{double(*imagePixel(m_roiImage, c, r)),
-                               double(*imagePixel(KORUSEMarker::m_texHor, x0 + c, y0 + r)),
-                               double(*imagePixel(KORUSEMarker::m_texVer, x0 + c, y0 + r))}};
-        term = greyDataTerm(m_fgModel, m_bgModel, sample);
+        uint8_t sample[3];
+        regionSample(*this, r, c, sample);
+        term = sampleDataTerm(m_fgModel, m_bgModel, KORUSEMarker::m_isGreyScale, sample);
       }
       addDataTerm(*m_graph, r * w + c, term);
     }
+  addRegionEdges(*this);
+}
 
-  for (int r = 0; r < h; ++r)
+void buildRegionGraph(KORUSEHybrid& e, RegionDataTerms& terms) {
+  if (!terms.ready()) return e.constructGraphKORU_Whole_Image();
+  const int w = e.m_roiWidth, h = e.m_roiHeight;
+  KORUSEGraph& graph = *e.m_graph;
+  graph.rewind();
+  graph.addNode(w * h);
+
+  terms.follow(e.m_fgModel, e.m_bgModel);
+  const TerminalCapacities background = terminalCapacities(kHardBackground);
+  const TerminalCapacities object = terminalCapacities(kHardObject);
+  for (int r = 0; r < h; ++r) {
+    const uint8_t* labels = imageRow(e.m_roiLabel, r);
     for (int c = 0; c < w; ++c) {
-      const float* weights = m_nlinks + 4 * (static_cast<size_t>(y0 + r) * m_imageWidth + x0 + c);
-      addGridEdges(*m_graph, w, r, c, [&](int slot) {
-        return static_cast<float>(m_lambda * weights[slot]);
-      });
+      const int node = r * w + c;
+      const TerminalCapacities t = labels[c] == MARK_BACKGROUND ? background
+                                   : labels[c] == MARK_OBJECT   ? object
+                                                                : terms.at(node);
+      graph.addtWeights(node, t.source, t.sink);
     }
+  }
+  addRegionEdges(e);
 }

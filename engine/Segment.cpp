@@ -18,6 +18,7 @@
 #include "colormodel/TrainingData.h"
 #include "engine/KORUSEHybrid.h"
 #include "engine/ModelSteps.h"
+#include "engine/RegionDataTerms.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/KORUSEMarker.h"
 #include "support/KORUTimer.h"
@@ -46,9 +47,9 @@ static bool modelStep(KORUSEHybrid& engine, int mode, bool firstPass, bool switc
 
 // One cut: the region's graph with the current models and weight, its
 // minimum cut, and the new labels.
-static void cut(KORUSEHybrid& engine, int pass) {
+static void cut(KORUSEHybrid& engine, int pass, RegionDataTerms& terms) {
   traceStage("graph", pass + 1);
-  engine.constructGraphKORU_Whole_Image();
+  buildRegionGraph(engine, terms);
   traceStage("search", pass + 1);
   engine.m_graph->maxFlow();
   engine.updateLabelImage();
@@ -71,6 +72,8 @@ IplImage* KORUSEHybrid::segment() {
     return nullptr;
   }
   m_roiInitialLabel = cvCloneImage(m_roiLabel);
+  RegionDataTerms terms;  // the soft pixels' capacities, shared by the cuts
+  terms.index(*this);
   m_lambda = kHomogeneousLambda;
   KORUSEMarker::m_noiseLevel = kNoiseLevel;
 
@@ -81,7 +84,7 @@ IplImage* KORUSEHybrid::segment() {
     if (switching) mode = parallelLamdaSwtich(k);
     switching = modelStep(*this, mode, k == 0, switching, object, background);
     if (k == 0) mode = UPDATE_MODELS;
-    cut(*this, k);
+    cut(*this, k, terms);
     if (k < kSnapshots) m_iterLabel[k] = cvCloneImage(m_roiLabel);
     if (cancelSegmentation()) {
       __android_log_print(ANDROID_LOG_ERROR, "Error", "Segmentation canceled due to timeout");

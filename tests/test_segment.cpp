@@ -4,14 +4,18 @@
 #include <opencv2/imgproc/imgproc_c.h>
 
 #include <chrono>
+#include <cstring>
+#include <string>
 #include <thread>
 
 #include "LogCapture.h"
 #include "SessionFixture.h"
 #include "SyntheticScene.h"
 #include "engine/KORUSEHybrid.h"
+#include "graph/KORUSEGraph.h"
 #include "interface/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
+#include "support/StageTrace.h"
 
 class Segment : public SessionTest {
  protected:
@@ -126,6 +130,52 @@ TEST_F(Segment, CancelReturnsNoResultAndReleasesTheRegion) {
   resetSegmentationInterface();
   EXPECT_EQ(boxEdit(320, 150, 960, 810, &mask), 0);
   EXPECT_GE(hostMaskIoU(mask, scene_), 0.95);
+}
+
+// The driver builds each cut's graph from data capacities kept across the
+// passes and shared by pixels of one colour. At the start of every search,
+// the plain build on the same labels, models and weight must give the same
+// graph, bit for bit.
+namespace {
+struct BuildCheck {
+  int cuts = 0;
+  int differing = 0;
+};
+BuildCheck g_check;
+
+bool sameBits(const void* a, const void* b, size_t bytes) { return std::memcmp(a, b, bytes) == 0; }
+
+void compareWithPlainBuild(const char* stage, int) {
+  if (std::string(stage) != "search") return;
+  KORUSEHybrid& e = *pHybrid;
+  KORUSEGraph* built = e.m_graph;
+  const int n = e.m_roiWidth * e.m_roiHeight;
+  KORUSEGraph plain(n, 8 * n, e.m_roiWidth, e.m_roiHeight, 0);
+  e.m_graph = &plain;
+  e.constructGraphKORU_Whole_Image();
+  e.m_graph = built;
+  ++g_check.cuts;
+  const bool same = plain.nodeCount == built->nodeCount && plain.arcFloatCount == built->arcFloatCount &&
+                    sameBits(&plain.flowValue, &built->flowValue, sizeof(float)) &&
+                    sameBits(plain.residualTerminalCapacity, built->residualTerminalCapacity, n * sizeof(float)) &&
+                    sameBits(plain.arcArray, built->arcArray, plain.arcFloatCount * sizeof(float));
+  g_check.differing += !same;
+}
+}  // namespace
+
+TEST_F(Segment, EveryCutsGraphEqualsThePlainBuild) {
+  for (bool grey : {false, true}) {
+    openScene(discScene(160, 120, 0.3, 0.5, 0.5, grey));
+    g_check = {};
+    setStageTracer(compareWithPlainBuild);
+    HostMask mask = blankMask();
+    boxEdit(40, 16, 120, 104, &mask);
+    std::vector<int> line = {80, 60, 115, 60};
+    edit(line, strokeMarks(line, 2, MARK_BACKGROUND), STROKE_REMOVE, &mask);
+    setStageTracer(nullptr);
+    EXPECT_EQ(g_check.cuts, 10) << (grey ? "grey" : "colour");
+    EXPECT_EQ(g_check.differing, 0) << (grey ? "grey" : "colour");
+  }
 }
 
 // Region images for optimalLamda: one colour, except a patch of another
