@@ -5,15 +5,23 @@
 #include "support/KORULog.h"
 
 ClusterInfo::ClusterInfo(std::vector<int> labels, std::vector<pixelVal> samples) {
-  for (int k = 0; k < kNumComponents; ++k) {
-    m_counts[k] = 0;
-    for (int c = 0; c < 3; ++c) m_sums[c][k] = 0.0;
-    for (int e = 0; e < 9; ++e) m_productSums[e][k] = 0.0;
-  }
   std::size_t n = samples.size();
   if (labels.size() != n) {
     logBadCall("ClusterInfo", "label and sample counts differ");
     if (labels.size() < n) n = labels.size();
+  }
+  accumulate(labels.data(), samples.data(), n);
+}
+
+ClusterInfo::ClusterInfo(const int* labels, const pixelVal* samples, std::size_t n) {
+  accumulate(labels, samples, n);
+}
+
+void ClusterInfo::accumulate(const int* labels, const pixelVal* samples, std::size_t n) {
+  for (int k = 0; k < kNumComponents; ++k) {
+    m_counts[k] = 0;
+    for (int c = 0; c < 3; ++c) m_sums[c][k] = 0.0;
+    for (int e = 0; e < 9; ++e) m_productSums[e][k] = 0.0;
   }
   bool reported = false;
   for (std::size_t i = 0; i < n; ++i) {

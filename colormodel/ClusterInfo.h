@@ -3,6 +3,7 @@
 // hard-assignment update).
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 #include "colormodel/KORUSEColorModel.h"
@@ -17,6 +18,12 @@ struct ClusterInfo {
   // vectors of different lengths, are logged; the offending samples (or the
   // unmatched tail) are left out rather than written out of bounds.
   ClusterInfo(std::vector<int> labels, std::vector<pixelVal> samples);
+
+  // The same sums from n labels and n samples in place, without copies.
+  ClusterInfo(const int* labels, const pixelVal* samples, std::size_t n);
+
+ private:
+  void accumulate(const int* labels, const pixelVal* samples, std::size_t n);
 };
 
 // For every component k with at least one sample, m = count, n = total:

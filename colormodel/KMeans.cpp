@@ -5,6 +5,7 @@
 #include <cfloat>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
@@ -87,22 +88,48 @@ void* findMinDistance(void* work) {
   const int quarter = w->n / kKMeansThreads;
   const int begin = w->thread * quarter;
   const int end = w->thread == kKMeansThreads - 1 ? w->n : begin + quarter;
+  // Everything the loop touches is copied in: stores into labels (and into
+  // the record) may alias the record, which would be reloaded after each of
+  // them, and the four records share cache lines between the workers.
+  double* const* points = w->points;
+  int* labels = w->labels;
+  // Centres value by value, so that the five distances of a point are
+  // computed side by side; each is ((0 + d0^2) + d1^2) + d2^2 as before.
+  double cx[kNumComponents], cy[kNumComponents], cz[kNumComponents];
+  for (int k = 0; k < kNumComponents; ++k) {
+    cx[k] = w->centres[3 * k];
+    cy[k] = w->centres[3 * k + 1];
+    cz[k] = w->centres[3 * k + 2];
+  }
+  double sums[kNumComponents][3];
+  double counts[kNumComponents];
+  std::memcpy(sums, w->sums, sizeof sums);
+  std::memcpy(counts, w->counts, sizeof counts);
+  double error = w->error;
   for (int i = begin; i < end; ++i) {
-    const double* p = w->points[i];
+    const double* p = points[i];
+    const double p0 = p[0], p1 = p[1], p2 = p[2];
+    double d[kNumComponents];
+    for (int k = 0; k < kNumComponents; ++k) {
+      const double e0 = p0 - cx[k], e1 = p1 - cy[k], e2 = p2 - cz[k];
+      d[k] = ((0.0 + e0 * e0) + e1 * e1) + e2 * e2;
+    }
     double best = DBL_MAX;
     int cluster = 0;
     for (int k = 0; k < kNumComponents; ++k) {
-      const double d = squaredDistance(p, w->centres + 3 * k);
-      if (d < best) {  // strict: ties keep the lower index
-        best = d;
+      if (d[k] < best) {  // strict: ties keep the lower index
+        best = d[k];
         cluster = k;
       }
     }
-    w->labels[i] = cluster;
-    for (int c = 0; c < 3; ++c) w->sums[cluster][c] += p[c];
-    w->counts[cluster] += 1.0;
-    w->error += best;
+    labels[i] = cluster;
+    for (int c = 0; c < 3; ++c) sums[cluster][c] += p[c];
+    counts[cluster] += 1.0;
+    error += best;
   }
+  std::memcpy(w->sums, sums, sizeof sums);
+  std::memcpy(w->counts, counts, sizeof counts);
+  w->error = error;
   return nullptr;
 }
 

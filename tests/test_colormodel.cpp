@@ -3,11 +3,13 @@
 #include <opencv2/core/core_c.h>
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <numeric>
+#include <random>
 #include <vector>
 
 #include "LogCapture.h"
@@ -226,6 +228,60 @@ TEST_F(ColorModelTest, KMeansThreadSplitAndSeeding) {
     chooseCentersKMeanspp(points.data(), n, 5, seeds.data());
     EXPECT_EQ(seeds, ref) << n;
   }
+}
+
+// The distance pass as first written: the record's accumulators updated
+// point by point, each distance summed channel by channel from 0.
+void plainMinDistance(KMeansWork& w) {
+  const int quarter = w.n / kKMeansThreads, begin = w.thread * quarter;
+  const int end = w.thread == kKMeansThreads - 1 ? w.n : begin + quarter;
+  for (int i = begin; i < end; ++i) {
+    double best = DBL_MAX;
+    int cluster = 0;
+    for (int k = 0; k < kNumComponents; ++k) {
+      double d = 0.0;
+      for (int c = 0; c < 3; ++c) d += (w.points[i][c] - w.centres[3 * k + c]) * (w.points[i][c] - w.centres[3 * k + c]);
+      if (d < best) best = d, cluster = k;
+    }
+    w.labels[i] = cluster;
+    for (int c = 0; c < 3; ++c) w.sums[cluster][c] += w.points[i][c];
+    w.counts[cluster] += 1.0;
+    w.error += best;
+  }
+}
+
+TEST_F(ColorModelTest, DistancePassEqualsThePlainOne) {
+  // Seeded points and centres with fractions, a few points per thread so
+  // that a distance differing in its last bit still shows in the error; one
+  // exact tie of centres (1 and 3) and repeated points.
+  std::mt19937 rng(11);
+  std::uniform_real_distribution<double> value(0.0, 255.0);
+  int tiesToOne = 0;
+  for (int trial = 0; trial < 300; ++trial) {
+    const int n = 4 + trial % 9;
+    std::vector<double> values(3 * n);
+    for (double& v : values) v = value(rng);
+    std::copy_n(&values[0], 3, &values[3 * (n - 1)]);
+    std::vector<double*> points;
+    for (int i = 0; i < n; ++i) points.push_back(&values[3 * i]);
+    double centres[15];
+    for (double& c : centres) c = value(rng);
+    std::copy_n(centres + 3, 3, centres + 9);
+    std::vector<int> fast(n, -1), plain(n, -1);
+    for (int t = 0; t < kKMeansThreads; ++t) {
+      KMeansWork a{points.data(), fast.data(), n, t, centres, {}, {}, 0.0};
+      KMeansWork b{points.data(), plain.data(), n, t, centres, {}, {}, 0.0};
+      findMinDistance(&a);
+      plainMinDistance(b);
+      ASSERT_EQ(std::memcmp(a.sums, b.sums, sizeof a.sums), 0) << trial << " " << t;
+      ASSERT_EQ(std::memcmp(a.counts, b.counts, sizeof a.counts), 0) << trial << " " << t;
+      ASSERT_EQ(std::memcmp(&a.error, &b.error, sizeof a.error), 0) << trial << " " << t;
+    }
+    ASSERT_EQ(fast, plain) << trial;
+    tiesToOne += std::count(plain.begin(), plain.end(), 1);
+    EXPECT_EQ(std::count(plain.begin(), plain.end(), 3), 0);  // the tie goes to 1
+  }
+  EXPECT_GT(tiesToOne, 0);
 }
 
 TEST_F(ColorModelTest, KMeansInitialisersFindFiveBlobs) {
