@@ -7,6 +7,7 @@
 #include <cmath>
 #include <vector>
 
+#include "engine/BoundaryContrast.h"
 #include "engine/KORUSEHybrid.h"
 #include "engine/ModelSteps.h"
 #include "interface/KORUSEMarker.h"
@@ -106,13 +107,18 @@ int KORUSEHybrid::optimalLamda(IplImage** labels, float*) {
   }
   if (!checkImageSize(labels[0]->width, labels[0]->height, "optimalLamda", 3107)) return -1;
   IplImage* bin = cvCreateImage(cvGetSize(labels[0]), 8, 1);
+  // The three colour tests read one image: its neighbour distances once.
+  NeighbourDistances distances;
+  const bool shared = m_roiImage && m_roiImage->width == bin->width &&
+                      m_roiImage->height == bin->height && distances.compute(m_roiImage);
   int area[3];
   bool isFramed[3];
   std::vector<int> passing;
   for (int k = 0; k < 3; ++k) {
     area[k] = keepLargeComponents(labels[k], bin);
     isFramed[k] = framed(boxOfObject(bin), bin->width, bin->height, kFrameShare);
-    if (intensityTest(bin) == 1) passing.push_back(k);
+    const int colours = shared ? contrastVerdict(distances.sums(bin)) : intensityTest(bin);
+    if (colours == 1) passing.push_back(k);
   }
   cvReleaseImage(&bin);
 
@@ -140,32 +146,7 @@ int KORUSEHybrid::optimalLamda(IplImage** labels, float*) {
 }
 
 int KORUSEHybrid::intensityTest(const IplImage* mask) {
-  double innerSum = 0.0, borderSum = 0.0;
-  int innerCount = 0, borderCount = 0;
-  if (mask && m_roiImage && mask->width >= 3 && mask->height >= 3) {
-    for (int y = 1; y < mask->height - 1; ++y)
-      for (int x = 1; x < mask->width - 1; ++x) {
-        if (imageRow(mask, y)[x] != 255) continue;
-        const uint8_t* c = imageRow(m_roiImage, y) + 3 * x;
-        for (int dy = -1; dy <= 1; ++dy)
-          for (int dx = -1; dx <= 1; ++dx) {
-            if (!dx && !dy) continue;
-            const uint8_t* n = imageRow(m_roiImage, y + dy) + 3 * (x + dx);
-            const double d0 = c[0] - n[0], d1 = c[1] - n[1], d2 = c[2] - n[2];
-            const float d = std::sqrt(static_cast<float>(d0 * d0 + d1 * d1 + d2 * d2));
-            if (imageRow(mask, y + dy)[x + dx] == 255) {
-              innerSum += d;
-              ++innerCount;
-            } else {
-              borderSum += d;
-              ++borderCount;
-            }
-          }
-      }
-  }
-  // An empty side has no mean: the test fails.
-  if (innerCount == 0 || borderCount == 0) return 2;
-  return borderSum / borderCount - innerSum / innerCount >= 0.0 ? 1 : 2;
+  return contrastVerdict(contrastSums(mask, m_roiImage));
 }
 
 bool KORUSEHybrid::boundaryTest(const IplImage* mask, float f) {

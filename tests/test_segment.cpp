@@ -4,6 +4,7 @@
 #include <opencv2/imgproc/imgproc_c.h>
 
 #include <chrono>
+#include <random>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -11,6 +12,7 @@
 #include "LogCapture.h"
 #include "SessionFixture.h"
 #include "SyntheticScene.h"
+#include "engine/BoundaryContrast.h"
 #include "engine/KORUSEHybrid.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/KORUSEMarker.h"
@@ -227,4 +229,33 @@ TEST_F(WeightChoice, OptimalLamdaFollowsAreasAndFraming) {
   object(0, 5, 5, 94, 94, 9);  // a wide frame
   object(1, 5, 5, 94, 94, 3);  // a narrow one
   EXPECT_EQ(choose(), 1);
+}
+
+// optimalLamda's colour tests share one set of neighbour distances; their
+// sums must be those of the plain computation, bit for bit, on seeded
+// images and masks (blobs of 255 among 0 and other values).
+TEST(BoundaryContrast, SharedDistancesGiveThePlainSums) {
+  std::mt19937 rng(5);
+  std::uniform_int_distribution<int> byte(0, 255);
+  for (const cv::Size size : {cv::Size(37, 29), cv::Size(3, 3), cv::Size(2, 6), cv::Size(64, 1)}) {
+    IplImage* image = cvCreateImage(cvSize(size.width, size.height), 8, 3);
+    IplImage* mask = cvCreateImage(cvSize(size.width, size.height), 8, 1);
+    for (int y = 0; y < size.height; ++y)
+      for (int x = 0; x < 3 * size.width; ++x) image->imageData[y * image->widthStep + x] = char(byte(rng));
+    NeighbourDistances distances;
+    ASSERT_TRUE(distances.compute(image));
+    for (int trial = 0; trial < 20; ++trial) {
+      cvSetZero(mask);
+      for (int blob = 0; blob < 4; ++blob)
+        cvCircle(mask, cvPoint(byte(rng) % size.width, byte(rng) % size.height), 1 + byte(rng) % 9,
+                 cvScalarAll(blob == 3 ? 128 : 255), CV_FILLED);
+      const ContrastSums plain = contrastSums(mask, image), shared = distances.sums(mask);
+      EXPECT_EQ(std::memcmp(&plain.inner, &shared.inner, sizeof(double)), 0) << trial;
+      EXPECT_EQ(std::memcmp(&plain.border, &shared.border, sizeof(double)), 0) << trial;
+      EXPECT_EQ(plain.innerCount, shared.innerCount) << trial;
+      EXPECT_EQ(plain.borderCount, shared.borderCount) << trial;
+    }
+    cvReleaseImage(&image);
+    cvReleaseImage(&mask);
+  }
 }
