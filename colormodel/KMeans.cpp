@@ -110,12 +110,14 @@ void* findMinDistance(void* work) {
     const double* p = points[i];
     const double p0 = p[0], p1 = p[1], p2 = p[2];
     double d[kNumComponents];
+#pragma GCC unroll 5
     for (int k = 0; k < kNumComponents; ++k) {
       const double e0 = p0 - cx[k], e1 = p1 - cy[k], e2 = p2 - cz[k];
       d[k] = ((0.0 + e0 * e0) + e1 * e1) + e2 * e2;
     }
     double best = DBL_MAX;
     int cluster = 0;
+#pragma GCC unroll 5
     for (int k = 0; k < kNumComponents; ++k) {
       if (d[k] < best) {  // strict: ties keep the lower index
         best = d[k];
