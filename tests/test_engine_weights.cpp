@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 
 #include "SessionFixture.h"
 #include "engine/KORUSEHybrid.h"
+#include "engine/RegionDataTerms.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
@@ -83,4 +85,42 @@ TEST_F(EngineWeights, RegionGraphScalesWeightsAndTiesHardLabels) {
   const float node2[8] = {-2, -2, -2, -2, 25, 25, 25, 25};
   EXPECT_TRUE(std::equal(node2, node2 + 8, g.arcArray + 16));
   e.clearMemory();
+}
+
+// The driver's build (kept data capacities, edges row by row) against the
+// plain one on regions of every shape the row rules distinguish: one pixel,
+// one row, one column, and wider ones, with hard and soft labels.
+TEST_F(EngineWeights, RegionGraphOfEveryShapeEqualsThePlainBuild) {
+  open(6, 5);
+  KORUSEHybrid& e = *pHybrid;
+  for (int i = 0; i < 4 * 30; ++i) e.m_nlinks[i] = 0.01f * (i % 97);
+  e.m_lambda = 13.513f;
+  e.m_fgModel.m_weights[0] = e.m_bgModel.m_weights[0] = 1.0;
+  for (int c = 0; c < 3; ++c) e.m_fgModel.m_covariances[0][4 * c] = e.m_bgModel.m_covariances[0][4 * c] = 400.0;
+  e.m_bgModel.m_means[0][0] = 200.0;
+  for (KORUSEColorModel* m : {&e.m_fgModel, &e.m_bgModel}) m->setDeterminant(), m->setInverseCovariance();
+  const int shapes[][4] = {{2, 1, 1, 1}, {1, 2, 4, 1}, {3, 0, 1, 4}, {1, 1, 2, 2}, {0, 0, 6, 5}};
+  for (const auto& shape : shapes) {
+    KORUSEMarker::m_xMinBBox = shape[0];
+    KORUSEMarker::m_yMinBBox = shape[1];
+    e.m_roiWidth = shape[2];
+    e.m_roiHeight = shape[3];
+    const int n = shape[2] * shape[3];
+    e.m_roiImage = e.cropImage(KORUSEMarker::m_srcImage);
+    e.m_roiLabel = cvCreateImage(cvSize(shape[2], shape[3]), 8, 1);
+    for (int i = 0; i < n; ++i) e.m_roiLabel->imageData[(i / shape[2]) * e.m_roiLabel->widthStep + i % shape[2]] = i % 5;
+    RegionDataTerms terms;
+    ASSERT_TRUE(terms.index(e));
+    e.graphSpaceAllocator();
+    buildRegionGraph(e, terms);
+    KORUSEGraph* built = e.m_graph;
+    e.graphSpaceAllocator();
+    e.constructGraphKORU_Whole_Image();
+    EXPECT_EQ(built->arcFloatCount, 8 * n);
+    EXPECT_EQ(std::memcmp(built->arcArray, e.m_graph->arcArray, 8 * n * sizeof(float)), 0) << shape[2] << "x" << shape[3];
+    EXPECT_EQ(std::memcmp(built->residualTerminalCapacity, e.m_graph->residualTerminalCapacity, n * sizeof(float)), 0)
+        << shape[2] << "x" << shape[3];
+    delete built;
+    e.clearMemory();
+  }
 }
