@@ -21,3 +21,22 @@ inline double componentDensity(const KORUSEColorModel& m, int k, const pixelVal&
   if (m.m_determinants[k] == 0) return 0.0;
   return m.m_normFactors[k] * std::exp(-0.5 * quadraticForm(m.m_inverseCovariances[k], m.m_means[k], x));
 }
+
+// GMMProb(x) and assignCluster(x) in one pass over the components: the
+// mixture density is returned and the component of the largest unweighted
+// density (ties and all-zero: the lower index) written to *nearest. The
+// same operations in the same order as the two separate calls.
+inline double densityAndNearest(const KORUSEColorModel& m, const pixelVal& x, int* nearest) {
+  double sum = 0.0, bestDensity = 0.0;
+  int best = 0;
+  for (int k = 0; k < kNumComponents; ++k) {
+    const double p = componentDensity(m, k, x);
+    sum += m.m_weights[k] * p;
+    if (k == 0 || p > bestDensity) {
+      best = k;
+      bestDensity = p;
+    }
+  }
+  *nearest = best;
+  return sum;
+}

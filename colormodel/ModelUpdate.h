@@ -18,6 +18,11 @@
 // refreshed. Cost: n * 5 densities, one n-entry label array.
 void updateModel(const std::vector<pixelVal>& samples, KORUSEColorModel& model);
 
+// The re-estimation step of updateModel with the assignments given:
+// clusters[i] (0..4) is model.assignCluster(samples[i]), computed by the
+// caller. Ends with setDeterminant. Cost: one pass over the samples.
+void refitModel(const std::vector<pixelVal>& samples, const int* clusters, KORUSEColorModel& model);
+
 // updateModel(first, firstModel), then updateModel(second, secondModel).
 void updateModel(const std::vector<pixelVal>& first, const std::vector<pixelVal>& second,
                  KORUSEColorModel& firstModel, KORUSEColorModel& secondModel);

@@ -4,9 +4,9 @@
 //
 // constructGraphKORU_Whole_Image is the plain build, every soft pixel's
 // densities computed on the spot; buildRegionGraph, which the driver uses,
-// takes them from the edit's RegionDataTerms and must give the same graph.
+// takes them from the edit's RegionSamples and must give the same graph.
 #include "engine/KORUSEHybrid.h"
-#include "engine/RegionDataTerms.h"
+#include "engine/RegionSamples.h"
 #include "engine/RegionGraph.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/KORUSEMarker.h"
@@ -106,14 +106,14 @@ void KORUSEHybrid::constructGraphKORU_Whole_Image() {
   addRegionEdges(*this);
 }
 
-void buildRegionGraph(KORUSEHybrid& e, RegionDataTerms& terms) {
-  if (!terms.ready()) return e.constructGraphKORU_Whole_Image();
+void buildRegionGraph(KORUSEHybrid& e, RegionSamples& samples) {
+  if (!samples.ready()) return e.constructGraphKORU_Whole_Image();
   const int w = e.m_roiWidth, h = e.m_roiHeight;
   KORUSEGraph& graph = *e.m_graph;
   graph.rewind();
   graph.addNode(w * h);
 
-  terms.follow(e.m_fgModel, e.m_bgModel);
+  samples.follow(e.m_fgModel, e.m_bgModel);
   const TerminalCapacities background = terminalCapacities(kHardBackground);
   const TerminalCapacities object = terminalCapacities(kHardObject);
   for (int r = 0; r < h; ++r) {
@@ -122,7 +122,7 @@ void buildRegionGraph(KORUSEHybrid& e, RegionDataTerms& terms) {
       const int node = r * w + c;
       const TerminalCapacities t = labels[c] == MARK_BACKGROUND ? background
                                    : labels[c] == MARK_OBJECT   ? object
-                                                                : terms.at(node);
+                                                                : samples.at(node).capacities;
       graph.addtWeights(node, t.source, t.sink);
     }
   }

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "LogCapture.h"
+#include "colormodel/ComponentDensity.h"
 #include "colormodel/KMeans.h"
 #include "colormodel/KMeansInit.h"
 #include "colormodel/KORUSEColorModel.h"
@@ -139,6 +140,37 @@ TEST_F(ColorModelTest, UpdateModelAndAssignCluster) {
   m.m_covariances[2][4] = m.m_covariances[2][8] = 1;
   updateModel(std::vector<pixelVal>{}, m);
   EXPECT_NEAR(m.m_determinants[2], 12.0 / 49, 1e-12);
+}
+
+// The one-pass density and assignment must be GMMProb and assignCluster
+// bit for bit: seeded models with absent and identical components (ties),
+// samples near and far (all densities 0).
+TEST_F(ColorModelTest, DensityAndNearestEqualGMMProbAndAssignCluster) {
+  std::mt19937 rng(3);
+  std::uniform_real_distribution<double> value(0.0, 255.0), spread(2.0, 900.0);
+  for (int trial = 0; trial < 50; ++trial) {
+    KORUSEColorModel m;
+    for (int k = 0; k < kNumComponents; ++k) {
+      if (k == trial % 5) continue;  // absent
+      setComponent(m, k, 0.1 + 0.05 * k, {{value(rng), value(rng), value(rng)}}, {spread(rng), spread(rng), spread(rng)});
+      m.m_covariances[k][1] = m.m_covariances[k][3] = 0.3 * std::min(m.m_covariances[k][0], m.m_covariances[k][4]);
+    }
+    if (trial % 7 == 0) {  // two identical components: ties
+      const int a = (trial + 1) % 5, b = (trial + 3) % 5;
+      std::copy_n(m.m_means[a], 3, m.m_means[b]);
+      std::copy_n(m.m_covariances[a], 9, m.m_covariances[b]);
+      m.m_weights[b] = 0.5;
+    }
+    refresh(m);
+    for (int i = 0; i < 200; ++i) {
+      const pixelVal x = {{value(rng) * (i % 10 ? 1 : 40), value(rng), value(rng)}};
+      int nearest = -1;
+      const double density = densityAndNearest(m, x, &nearest);
+      const double plain = m.GMMProb(x);
+      ASSERT_EQ(std::memcmp(&density, &plain, sizeof density), 0) << trial << " " << i;
+      ASSERT_EQ(nearest, m.assignCluster(x)) << trial << " " << i;
+    }
+  }
 }
 
 TEST_F(ColorModelTest, HomogeneityCriteria) {

@@ -5,7 +5,7 @@
 
 #include "SessionFixture.h"
 #include "engine/KORUSEHybrid.h"
-#include "engine/RegionDataTerms.h"
+#include "engine/RegionSamples.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
@@ -109,7 +109,7 @@ TEST_F(EngineWeights, RegionGraphOfEveryShapeEqualsThePlainBuild) {
     e.m_roiImage = e.cropImage(KORUSEMarker::m_srcImage);
     e.m_roiLabel = cvCreateImage(cvSize(shape[2], shape[3]), 8, 1);
     for (int i = 0; i < n; ++i) e.m_roiLabel->imageData[(i / shape[2]) * e.m_roiLabel->widthStep + i % shape[2]] = i % 5;
-    RegionDataTerms terms;
+    RegionSamples terms;
     ASSERT_TRUE(terms.index(e));
     e.graphSpaceAllocator();
     buildRegionGraph(e, terms);

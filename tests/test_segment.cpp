@@ -13,7 +13,10 @@
 #include "SessionFixture.h"
 #include "SyntheticScene.h"
 #include "engine/BoundaryContrast.h"
+#include "colormodel/ModelUpdate.h"
+#include "colormodel/TrainingData.h"
 #include "engine/KORUSEHybrid.h"
+#include "engine/RegionSamples.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
@@ -177,6 +180,54 @@ TEST_F(Segment, EveryCutsGraphEqualsThePlainBuild) {
     setStageTracer(nullptr);
     EXPECT_EQ(g_check.cuts, 10) << (grey ? "grey" : "colour");
     EXPECT_EQ(g_check.differing, 0) << (grey ? "grey" : "colour");
+  }
+}
+
+// A refit takes the samples' components from the evaluations the last cut
+// made; the models must come out as updateModel makes them, bit for bit.
+// Labels: probable object in a box, probable background and hard labels
+// around it; then an object of three pixels, which extractTrainingData tops
+// up with fillers.
+TEST_F(Segment, RefitFromTheRegionsSamplesEqualsUpdateModel) {
+  for (bool grey : {false, true}) {
+    for (int objectPixels : {-1, 3}) {
+      openScene(discScene(120, 90, 0.3, 0.5, 0.5, grey));
+      KORUSEHybrid& e = *pHybrid;
+      KORUSEMarker::m_xMinBBox = KORUSEMarker::m_yMinBBox = 0;
+      e.m_roiWidth = 120;
+      e.m_roiHeight = 90;
+      e.m_roiImage = e.cropImage(KORUSEMarker::m_srcImage);
+      e.m_roiLabel = cvCreateImage(cvSize(120, 90), 8, 1);
+      cvSet(e.m_roiLabel, cvScalarAll(MARK_PROBABLE_BACKGROUND));
+      cvRectangle(e.m_roiLabel, cvPoint(0, 0), cvPoint(119, 5), cvScalarAll(MARK_BACKGROUND), CV_FILLED);
+      if (objectPixels < 0) {
+        cvRectangle(e.m_roiLabel, cvPoint(30, 15), cvPoint(90, 75), cvScalarAll(MARK_PROBABLE_OBJECT), CV_FILLED);
+        cvRectangle(e.m_roiLabel, cvPoint(55, 40), cvPoint(65, 50), cvScalarAll(MARK_OBJECT), CV_FILLED);
+      } else {
+        for (int i = 0; i < objectPixels; ++i) e.m_roiLabel->imageData[45 * e.m_roiLabel->widthStep + 60 + i] = MARK_OBJECT;
+      }
+      std::vector<pixelVal> object, background;
+      extractTrainingData(e.m_roiImage, e.m_roiLabel, object, background);
+      initModel(object, background, e.m_fgModel, e.m_bgModel, 10);
+      e.m_fgModel.setInverseCovariance();
+      e.m_bgModel.setInverseCovariance();
+      RegionSamples samples;
+      ASSERT_TRUE(samples.index(e));
+      e.graphSpaceAllocator();
+      buildRegionGraph(e, samples);  // evaluates the soft pixels
+
+      KORUSEColorModel fg = e.m_fgModel, bg = e.m_bgModel;
+      updateModel(object, background, fg, bg);
+      ASSERT_TRUE(refitRegionModels(e, samples, object, background));
+      EXPECT_EQ(std::memcmp(&fg, &e.m_fgModel, sizeof fg), 0) << grey << objectPixels;
+      EXPECT_EQ(std::memcmp(&bg, &e.m_bgModel, sizeof bg), 0) << grey << objectPixels;
+
+      // Samples that are not the region's: refused, models untouched.
+      object[1].v[0] += 0.5;
+      EXPECT_FALSE(refitRegionModels(e, samples, object, background));
+      EXPECT_EQ(std::memcmp(&fg, &e.m_fgModel, sizeof fg), 0);
+      e.clearMemory();
+    }
   }
 }
 
