@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
+#include <random>
 #include <cstring>
 
 #include "SessionFixture.h"
@@ -51,6 +53,43 @@ TEST_F(EngineWeights, BetaOnAThreeByTwoImage) {
   EXPECT_NEAR(w[4 * 4 + 3], 0.70710677 * differ, 1e-6);       // (1,1) upper-right: 0 vs 10
   EXPECT_NEAR(w[4 * 3 + 3], 0.70710677 * differ, 1e-6);       // (0,1) upper-right: 0 vs 10
   EXPECT_NEAR(w[4 * 5 + 0], differ, 1e-6);                    // (2,1) left: 10 vs 0
+}
+
+// Every slot of a seeded 9 x 6 image against the formula evaluated here
+// pair by pair: beta from the integer sum over all neighbour pairs, then
+// T[|d0|] * T[|d1|] * T[|d2|], diagonals times 1/sqrt(2) in double, absent
+// neighbours 0.
+TEST_F(EngineWeights, SeededImageWeightsFollowTheFormula) {
+  const int w = 9, h = 6;
+  Pixels photo(w * h);
+  std::mt19937 rng(21);
+  for (auto& p : photo) p = 0xFF000000u | (rng() & 0xFFFFFFu);
+  open(w, h, photo);
+  auto channel = [&](int x, int y, int c) { return int(photo[y * w + x] >> (8 * c) & 0xFF); };
+  const int dx[4] = {-1, -1, 0, 1}, dy[4] = {0, -1, -1, -1};
+  auto present = [&](int x, int y, int s) { return x + dx[s] >= 0 && x + dx[s] < w && y + dy[s] >= 0; };
+  int64_t sum = 0;
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x)
+      for (int s = 0; s < 4; ++s)
+        if (present(x, y, s))
+          for (int c = 0; c < 3; ++c) sum += std::pow(channel(x, y, c) - channel(x + dx[s], y + dy[s], c), 2);
+  const double beta = (4.0 * w * h - 3.0 * w - 3.0 * h + 2.0) / (2.0 * sum);
+  EXPECT_EQ(pHybrid->m_beta, beta);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x)
+      for (int s = 0; s < 4; ++s) {
+        float expected = 0.0f;
+        if (present(x, y, s)) {
+          expected = 1.0f;
+          for (int c = 0; c < 3; ++c) {
+            const int d = std::abs(channel(x, y, c) - channel(x + dx[s], y + dy[s], c));
+            expected *= expf(static_cast<float>(-(d * d) * beta));
+          }
+          if (s % 2) expected = static_cast<float>(expected * double(0.70710677f));
+        }
+        EXPECT_EQ(pHybrid->m_nlinks[4 * (y * w + x) + s], expected) << x << "," << y << " slot " << s;
+      }
 }
 
 TEST_F(EngineWeights, RegionGraphScalesWeightsAndTiesHardLabels) {
