@@ -35,8 +35,13 @@ void ClusterInfo::accumulate(const int* labels, const pixelVal* samples, std::si
     m_counts[k] += 1;
     for (int c = 0; c < 3; ++c) m_sums[c][k] += x[c];
     for (int a = 0; a < 3; ++a)
-      for (int b = 0; b < 3; ++b) m_productSums[3 * a + b][k] += x[a] * x[b];
+      for (int b = a; b < 3; ++b) m_productSums[3 * a + b][k] += x[a] * x[b];
   }
+  // x[b] * x[a] is x[a] * x[b]: the lower triangle sums the same terms in
+  // the same order as the upper one.
+  for (int a = 1; a < 3; ++a)
+    for (int b = 0; b < a; ++b)
+      for (int k = 0; k < kNumComponents; ++k) m_productSums[3 * a + b][k] = m_productSums[3 * b + a][k];
 }
 
 void setComponentsFromClusters(const ClusterInfo& info, int n, KORUSEColorModel& model) {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "LogCapture.h"
+#include "colormodel/ClusterInfo.h"
 #include "colormodel/ComponentDensity.h"
 #include "colormodel/KMeans.h"
 #include "colormodel/KMeansInit.h"
@@ -170,6 +171,35 @@ TEST_F(ColorModelTest, DensityAndNearestEqualGMMProbAndAssignCluster) {
       ASSERT_EQ(std::memcmp(&density, &plain, sizeof density), 0) << trial << " " << i;
       ASSERT_EQ(nearest, m.assignCluster(x)) << trial << " " << i;
     }
+  }
+}
+
+// The statistics against the plain nine products per sample, in sample
+// order, on seeded fractional samples.
+TEST_F(ColorModelTest, ClusterSumsEqualThePlainOnes) {
+  std::mt19937 rng(8);
+  std::uniform_real_distribution<double> value(-50.0, 300.0);
+  std::vector<pixelVal> samples(997);
+  std::vector<int> labels(samples.size());
+  for (size_t i = 0; i < samples.size(); ++i) {
+    for (double& v : samples[i].v) v = value(rng);
+    labels[i] = rng() % kNumComponents;
+  }
+  double sums[3][kNumComponents] = {}, products[9][kNumComponents] = {};
+  int counts[kNumComponents] = {};
+  for (size_t i = 0; i < samples.size(); ++i) {
+    const int k = labels[i];
+    ++counts[k];
+    for (int a = 0; a < 3; ++a) {
+      sums[a][k] += samples[i].v[a];
+      for (int b = 0; b < 3; ++b) products[3 * a + b][k] += samples[i].v[a] * samples[i].v[b];
+    }
+  }
+  const ClusterInfo byValue(labels, samples), inPlace(labels.data(), samples.data(), samples.size());
+  for (const ClusterInfo* info : {&byValue, &inPlace}) {
+    EXPECT_EQ(std::memcmp(info->m_counts, counts, sizeof counts), 0);
+    EXPECT_EQ(std::memcmp(info->m_sums, sums, sizeof sums), 0);
+    EXPECT_EQ(std::memcmp(info->m_productSums, products, sizeof products), 0);
   }
 }
 
