@@ -40,3 +40,57 @@ inline double densityAndNearest(const KORUSEColorModel& m, const pixelVal& x, in
   *nearest = best;
   return sum;
 }
+
+// ---- all components side by side ---------------------------------------------
+
+// Even, so that the quadratic forms of a sample go in pairs of lanes.
+constexpr int kPackedLanes = 6;
+
+// A model's means and inverses value by value, one lane per component (the
+// last lane zero and never read), so that the five quadratic forms of a
+// sample are computed side by side: the same operations per component as
+// quadraticForm, several at a time.
+struct PackedComponents {
+  double mean[3][kPackedLanes];
+  double inverse[9][kPackedLanes];
+  double weight[kNumComponents];
+  double determinant[kNumComponents];
+  double normFactor[kNumComponents];
+
+  explicit PackedComponents(const KORUSEColorModel& m) {
+    for (int k = 0; k < kPackedLanes; ++k) {
+      const bool real = k < kNumComponents;
+      for (int c = 0; c < 3; ++c) mean[c][k] = real ? m.m_means[k][c] : 0.0;
+      for (int e = 0; e < 9; ++e) inverse[e][k] = real ? m.m_inverseCovariances[k][e] : 0.0;
+    }
+    for (int k = 0; k < kNumComponents; ++k) {
+      weight[k] = m.m_weights[k];
+      determinant[k] = m.m_determinants[k];
+      normFactor[k] = m.m_normFactors[k];
+    }
+  }
+};
+
+// densityAndNearest of the model packed.
+inline double densityAndNearest(const PackedComponents& m, const pixelVal& x, int* nearest) {
+  const double x0 = x.v[0], x1 = x.v[1], x2 = x.v[2];
+  double q[kPackedLanes];
+  for (int k = 0; k < kPackedLanes; ++k) {
+    const double d0 = x0 - m.mean[0][k], d1 = x1 - m.mean[1][k], d2 = x2 - m.mean[2][k];
+    q[k] = d0 * (m.inverse[0][k] * d0 + m.inverse[3][k] * d1 + m.inverse[6][k] * d2) +
+           d1 * (m.inverse[1][k] * d0 + m.inverse[4][k] * d1 + m.inverse[7][k] * d2) +
+           d2 * (m.inverse[2][k] * d0 + m.inverse[5][k] * d1 + m.inverse[8][k] * d2);
+  }
+  double sum = 0.0, bestDensity = 0.0;
+  int best = 0;
+  for (int k = 0; k < kNumComponents; ++k) {
+    const double p = m.determinant[k] == 0 ? 0.0 : m.normFactor[k] * std::exp(-0.5 * q[k]);
+    sum += m.weight[k] * p;
+    if (k == 0 || p > bestDensity) {
+      best = k;
+      bestDensity = p;
+    }
+  }
+  *nearest = best;
+  return sum;
+}

@@ -93,9 +93,11 @@ void* findMinDistance(void* work) {
   // them, and the four records share cache lines between the workers.
   double* const* points = w->points;
   int* labels = w->labels;
-  // Centres value by value, so that the five distances of a point are
-  // computed side by side; each is ((0 + d0^2) + d1^2) + d2^2 as before.
-  double cx[kNumComponents], cy[kNumComponents], cz[kNumComponents];
+  // Centres value by value, in an even number of lanes (the last one zero
+  // and never chosen), so that the five distances of a point are computed
+  // side by side; each is ((0 + d0^2) + d1^2) + d2^2 as before.
+  constexpr int kLanes = kNumComponents + 1;
+  double cx[kLanes] = {}, cy[kLanes] = {}, cz[kLanes] = {};
   for (int k = 0; k < kNumComponents; ++k) {
     cx[k] = w->centres[3 * k];
     cy[k] = w->centres[3 * k + 1];
@@ -109,9 +111,8 @@ void* findMinDistance(void* work) {
   for (int i = begin; i < end; ++i) {
     const double* p = points[i];
     const double p0 = p[0], p1 = p[1], p2 = p[2];
-    double d[kNumComponents];
-#pragma GCC unroll 5
-    for (int k = 0; k < kNumComponents; ++k) {
+    double d[kLanes];
+    for (int k = 0; k < kLanes; ++k) {
       const double e0 = p0 - cx[k], e1 = p1 - cy[k], e2 = p2 - cz[k];
       d[k] = ((0.0 + e0 * e0) + e1 * e1) + e2 * e2;
     }

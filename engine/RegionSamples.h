@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "colormodel/ComponentDensity.h"
 #include "colormodel/KORUSEColorModel.h"
 #include "engine/RegionGraph.h"
 
@@ -82,6 +83,8 @@ class RegionSamples {
   bool m_grey = false;
   bool m_following = false;             // m_fg and m_bg hold models
   KORUSEColorModel m_fg, m_bg;          // copies of the models followed
+  PackedComponents m_fgPacked{m_fg};    // the same, component by component side by side
+  PackedComponents m_bgPacked{m_bg};
 };
 
 // The region's graph for one cut, node for node and edge for edge what

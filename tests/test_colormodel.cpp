@@ -143,8 +143,8 @@ TEST_F(ColorModelTest, UpdateModelAndAssignCluster) {
   EXPECT_NEAR(m.m_determinants[2], 12.0 / 49, 1e-12);
 }
 
-// The one-pass density and assignment must be GMMProb and assignCluster
-// bit for bit: seeded models with absent and identical components (ties),
+// The one-pass density and assignment, plain and with the components side
+// by side, must be GMMProb and assignCluster bit for bit: seeded models with absent and identical components (ties),
 // samples near and far (all densities 0).
 TEST_F(ColorModelTest, DensityAndNearestEqualGMMProbAndAssignCluster) {
   std::mt19937 rng(3);
@@ -154,7 +154,10 @@ TEST_F(ColorModelTest, DensityAndNearestEqualGMMProbAndAssignCluster) {
     for (int k = 0; k < kNumComponents; ++k) {
       if (k == trial % 5) continue;  // absent
       setComponent(m, k, 0.1 + 0.05 * k, {{value(rng), value(rng), value(rng)}}, {spread(rng), spread(rng), spread(rng)});
-      m.m_covariances[k][1] = m.m_covariances[k][3] = 0.3 * std::min(m.m_covariances[k][0], m.m_covariances[k][4]);
+      double* c = m.m_covariances[k];  // correlated values: every inverse entry counts
+      c[1] = c[3] = 0.3 * std::min(c[0], c[4]);
+      c[2] = c[6] = -0.2 * std::min(c[0], c[8]);
+      c[5] = c[7] = 0.25 * std::min(c[4], c[8]);
     }
     if (trial % 7 == 0) {  // two identical components: ties
       const int a = (trial + 1) % 5, b = (trial + 3) % 5;
@@ -163,13 +166,17 @@ TEST_F(ColorModelTest, DensityAndNearestEqualGMMProbAndAssignCluster) {
       m.m_weights[b] = 0.5;
     }
     refresh(m);
+    const PackedComponents packed(m);
     for (int i = 0; i < 200; ++i) {
       const pixelVal x = {{value(rng) * (i % 10 ? 1 : 40), value(rng), value(rng)}};
-      int nearest = -1;
-      const double density = densityAndNearest(m, x, &nearest);
       const double plain = m.GMMProb(x);
+      int nearest = -1, packedNearest = -1;
+      const double density = densityAndNearest(m, x, &nearest);
+      const double packedDensity = densityAndNearest(packed, x, &packedNearest);
       ASSERT_EQ(std::memcmp(&density, &plain, sizeof density), 0) << trial << " " << i;
+      ASSERT_EQ(std::memcmp(&packedDensity, &plain, sizeof density), 0) << trial << " " << i;
       ASSERT_EQ(nearest, m.assignCluster(x)) << trial << " " << i;
+      ASSERT_EQ(packedNearest, nearest) << trial << " " << i;
     }
   }
 }
