@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "colormodel/DoublePair.h"
 #include "colormodel/KORUSEColorModel.h"
 
 // q = d' A d, summed column by column: q = sum_j d_j * sum_i A[3i+j] d_i.
@@ -43,25 +44,25 @@ inline double densityAndNearest(const KORUSEColorModel& m, const pixelVal& x, in
 
 // ---- all components side by side ---------------------------------------------
 
-// Even, so that the quadratic forms of a sample go in pairs of lanes.
-constexpr int kPackedLanes = 6;
-
-// A model's means and inverses value by value, one lane per component (the
-// last lane zero and never read), so that the five quadratic forms of a
-// sample are computed side by side: the same operations per component as
-// quadraticForm, several at a time.
+// A model's means and inverses value by value, two components to a register
+// (0-1, 2-3, 4 with an empty lane), so that the five quadratic forms of a
+// sample are computed side by side: per lane the same operations as
+// quadraticForm.
 struct PackedComponents {
-  double mean[3][kPackedLanes];
-  double inverse[9][kPackedLanes];
+  static constexpr int kPairs = (kNumComponents + 1) / 2;
+  DoublePair mean[3][kPairs];
+  DoublePair inverse[9][kPairs];
   double weight[kNumComponents];
   double determinant[kNumComponents];
   double normFactor[kNumComponents];
 
   explicit PackedComponents(const KORUSEColorModel& m) {
-    for (int k = 0; k < kPackedLanes; ++k) {
-      const bool real = k < kNumComponents;
-      for (int c = 0; c < 3; ++c) mean[c][k] = real ? m.m_means[k][c] : 0.0;
-      for (int e = 0; e < 9; ++e) inverse[e][k] = real ? m.m_inverseCovariances[k][e] : 0.0;
+    for (int j = 0; j < kPairs; ++j) {
+      const int a = 2 * j, b = 2 * j + 1;
+      const bool second = b < kNumComponents;
+      for (int c = 0; c < 3; ++c) mean[c][j] = DoublePair{m.m_means[a][c], second ? m.m_means[b][c] : 0.0};
+      for (int e = 0; e < 9; ++e)
+        inverse[e][j] = DoublePair{m.m_inverseCovariances[a][e], second ? m.m_inverseCovariances[b][e] : 0.0};
     }
     for (int k = 0; k < kNumComponents; ++k) {
       weight[k] = m.m_weights[k];
@@ -69,18 +70,23 @@ struct PackedComponents {
       normFactor[k] = m.m_normFactors[k];
     }
   }
+
+  // quadraticForm of the pair j of components.
+  DoublePair quadraticForms(int j, DoublePair x0, DoublePair x1, DoublePair x2) const {
+    const DoublePair(&a)[9][kPairs] = inverse;
+    const DoublePair d0 = x0 - mean[0][j], d1 = x1 - mean[1][j], d2 = x2 - mean[2][j];
+    return d0 * (a[0][j] * d0 + a[3][j] * d1 + a[6][j] * d2) + d1 * (a[1][j] * d0 + a[4][j] * d1 + a[7][j] * d2) +
+           d2 * (a[2][j] * d0 + a[5][j] * d1 + a[8][j] * d2);
+  }
 };
 
 // densityAndNearest of the model packed.
 inline double densityAndNearest(const PackedComponents& m, const pixelVal& x, int* nearest) {
-  const double x0 = x.v[0], x1 = x.v[1], x2 = x.v[2];
-  double q[kPackedLanes];
-  for (int k = 0; k < kPackedLanes; ++k) {
-    const double d0 = x0 - m.mean[0][k], d1 = x1 - m.mean[1][k], d2 = x2 - m.mean[2][k];
-    q[k] = d0 * (m.inverse[0][k] * d0 + m.inverse[3][k] * d1 + m.inverse[6][k] * d2) +
-           d1 * (m.inverse[1][k] * d0 + m.inverse[4][k] * d1 + m.inverse[7][k] * d2) +
-           d2 * (m.inverse[2][k] * d0 + m.inverse[5][k] * d1 + m.inverse[8][k] * d2);
-  }
+  static_assert(kNumComponents == 5, "components are paired as 0-1, 2-3, 4");
+  const DoublePair x0 = {x.v[0], x.v[0]}, x1 = {x.v[1], x.v[1]}, x2 = {x.v[2], x.v[2]};
+  const DoublePair q01 = m.quadraticForms(0, x0, x1, x2), q23 = m.quadraticForms(1, x0, x1, x2),
+                   q4 = m.quadraticForms(2, x0, x1, x2);
+  const double q[kNumComponents] = {q01[0], q01[1], q23[0], q23[1], q4[0]};
   double sum = 0.0, bestDensity = 0.0;
   int best = 0;
   for (int k = 0; k < kNumComponents; ++k) {

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "colormodel/DoublePair.h"
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
 
@@ -19,6 +20,14 @@ inline double squaredDistance(const double* a, const double* b) {
     sum += d * d;
   }
   return sum;
+}
+
+using Pair = DoublePair;
+
+// ((0 + e0^2) + e1^2) + e2^2 per lane, e the point minus two centres.
+inline Pair squaredDistances(Pair p0, Pair p1, Pair p2, Pair x, Pair y, Pair z) {
+  const Pair e0 = p0 - x, e1 = p1 - y, e2 = p2 - z;
+  return ((Pair{0.0, 0.0} + e0 * e0) + e1 * e1) + e2 * e2;
 }
 
 // The seed of the next draw is the distance sum as an unsigned integer.
@@ -93,16 +102,14 @@ void* findMinDistance(void* work) {
   // them, and the four records share cache lines between the workers.
   double* const* points = w->points;
   int* labels = w->labels;
-  // Centres value by value, in an even number of lanes (the last one zero
-  // and never chosen), so that the five distances of a point are computed
-  // side by side; each is ((0 + d0^2) + d1^2) + d2^2 as before.
-  constexpr int kLanes = kNumComponents + 1;
-  double cx[kLanes] = {}, cy[kLanes] = {}, cz[kLanes] = {};
-  for (int k = 0; k < kNumComponents; ++k) {
-    cx[k] = w->centres[3 * k];
-    cy[k] = w->centres[3 * k + 1];
-    cz[k] = w->centres[3 * k + 2];
-  }
+  // Centres value by value, two to a register (the sixth lane zero and
+  // never chosen), so that the five distances of a point are computed side
+  // by side; each is ((0 + d0^2) + d1^2) + d2^2 as before.
+  static_assert(kNumComponents == 5, "centres are paired as 0-1, 2-3, 4");
+  const double* c = w->centres;
+  const Pair x01 = {c[0], c[3]}, y01 = {c[1], c[4]}, z01 = {c[2], c[5]};
+  const Pair x23 = {c[6], c[9]}, y23 = {c[7], c[10]}, z23 = {c[8], c[11]};
+  const Pair x4 = {c[12], 0.0}, y4 = {c[13], 0.0}, z4 = {c[14], 0.0};
   double sums[kNumComponents][3];
   double counts[kNumComponents];
   std::memcpy(sums, w->sums, sizeof sums);
@@ -110,12 +117,11 @@ void* findMinDistance(void* work) {
   double error = w->error;
   for (int i = begin; i < end; ++i) {
     const double* p = points[i];
-    const double p0 = p[0], p1 = p[1], p2 = p[2];
-    double d[kLanes];
-    for (int k = 0; k < kLanes; ++k) {
-      const double e0 = p0 - cx[k], e1 = p1 - cy[k], e2 = p2 - cz[k];
-      d[k] = ((0.0 + e0 * e0) + e1 * e1) + e2 * e2;
-    }
+    const Pair p0 = {p[0], p[0]}, p1 = {p[1], p[1]}, p2 = {p[2], p[2]};
+    const Pair d01 = squaredDistances(p0, p1, p2, x01, y01, z01);
+    const Pair d23 = squaredDistances(p0, p1, p2, x23, y23, z23);
+    const Pair d4 = squaredDistances(p0, p1, p2, x4, y4, z4);
+    const double d[kNumComponents] = {d01[0], d01[1], d23[0], d23[1], d4[0]};
     double best = DBL_MAX;
     int cluster = 0;
 #pragma GCC unroll 5

@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstring>
 
-#include "colormodel/ComponentDensity.h"
 #include "colormodel/ModelUpdate.h"
 #include "engine/KORUSEHybrid.h"
 #include "interface/KORUSEMarker.h"
@@ -108,6 +107,8 @@ void RegionSamples::follow(const KORUSEColorModel& fg, const KORUSEColorModel& b
     return;
   m_fg = fg;
   m_bg = bg;
+  m_fgPacked = PackedComponents(fg);
+  m_bgPacked = PackedComponents(bg);
   m_following = true;
   ++m_generation;  // every stored value is stale
 }
@@ -116,8 +117,8 @@ void RegionSamples::evaluate(int32_t s) {
   const uint32_t key = m_samples[s];
   const pixelVal x{{double(key & 0xFF), double(key >> 8 & 0xFF), double(key >> 16)}};
   int objectComponent, backgroundComponent;
-  const double objectDensity = densityAndNearest(m_fg, x, &objectComponent);
-  const double backgroundDensity = densityAndNearest(m_bg, x, &backgroundComponent);
+  const double objectDensity = densityAndNearest(m_fgPacked, x, &objectComponent);
+  const double backgroundDensity = densityAndNearest(m_bgPacked, x, &backgroundComponent);
   Evaluation& e = m_evaluations[s];
   e.capacities = terminalCapacities(dataTermOfDensities(objectDensity, backgroundDensity, m_grey));
   e.objectComponent = static_cast<uint8_t>(objectComponent);
