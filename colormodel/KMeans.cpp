@@ -13,13 +13,10 @@
 
 namespace {
 
+// ((0 + d0^2) + d1^2) + d2^2.
 inline double squaredDistance(const double* a, const double* b) {
-  double sum = 0.0;
-  for (int c = 0; c < 3; ++c) {
-    const double d = a[c] - b[c];
-    sum += d * d;
-  }
-  return sum;
+  const double d0 = a[0] - b[0], d1 = a[1] - b[1], d2 = a[2] - b[2];
+  return ((0.0 + d0 * d0) + d1 * d1) + d2 * d2;
 }
 
 using Pair = DoublePair;

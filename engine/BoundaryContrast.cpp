@@ -15,6 +15,13 @@ inline float colourDistance(const uint8_t* a, const uint8_t* b) {
   return std::sqrt(static_cast<float>(d0 * d0 + d1 * d1 + d2 * d2));
 }
 
+// The same distance from integer arithmetic: the squares and their sum are
+// exact in double, so converting the integer sum gives the same float.
+inline float colourDistanceExact(const uint8_t* a, const uint8_t* b) {
+  const int d0 = a[0] - b[0], d1 = a[1] - b[1], d2 = a[2] - b[2];
+  return std::sqrt(static_cast<float>(d0 * d0 + d1 * d1 + d2 * d2));
+}
+
 inline void addPair(ContrastSums& s, bool inside, float d) {
   if (inside) {
     s.inner += d;
@@ -76,11 +83,11 @@ bool NeighbourDistances::compute(const IplImage* image) {
     for (int x = 0; x < w; ++x, d += 4) {
       const uint8_t* p = row + 3 * x;
       if (x > 0) {
-        d[0] = colourDistance(p, p - 3);
-        d[1] = colourDistance(p, up + 3 * (x - 1));
+        d[0] = colourDistanceExact(p, p - 3);
+        d[1] = colourDistanceExact(p, up + 3 * (x - 1));
       }
-      d[2] = colourDistance(p, up + 3 * x);
-      if (x < w - 1) d[3] = colourDistance(p, up + 3 * (x + 1));
+      d[2] = colourDistanceExact(p, up + 3 * x);
+      if (x < w - 1) d[3] = colourDistanceExact(p, up + 3 * (x + 1));
     }
   }
   return true;

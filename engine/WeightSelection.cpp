@@ -3,8 +3,8 @@
 // labellings, and the driver continues from it with that candidate's weight.
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
 #include <climits>
-#include <cmath>
 #include <vector>
 
 #include "engine/BoundaryContrast.h"
@@ -64,14 +64,15 @@ int keepLargeComponents(const IplImage* labels, IplImage* bin) {
   int largest = 0;
   for (int c = 1; c < n; ++c) largest = std::max(largest, stats.at<int>(c, cv::CC_STAT_AREA));
   const int limit = static_cast<int>(largest * kKeptComponentShare);
+  std::vector<uint8_t> kept(n, 0);  // per component: 255 when it stays
+  for (int c = 1; c < n; ++c) kept[c] = stats.at<int>(c, cv::CC_STAT_AREA) > limit ? 255 : 0;
   int area = 0;
   for (int y = 0; y < binary.rows; ++y) {
     uint8_t* out = binary.ptr<uint8_t>(y);
     const int* id = components.ptr<int>(y);
     for (int x = 0; x < binary.cols; ++x) {
-      const bool keep = id[x] > 0 && stats.at<int>(id[x], cv::CC_STAT_AREA) > limit;
-      out[x] = keep ? 255 : 0;
-      area += keep;
+      out[x] = kept[id[x]];
+      area += out[x] != 0;
     }
   }
   return area;
