@@ -59,65 +59,28 @@ int contrastVerdict(const ContrastSums& s) {
   return s.border / s.borderCount - s.inner / s.innerCount >= 0.0 ? 1 : 2;
 }
 
-NeighbourDistances::~NeighbourDistances() {
-  if (m_distances) KORU_Free_Msg(m_distances, "NeighbourDistances", __LINE__);
-}
-
-bool NeighbourDistances::compute(const IplImage* image) {
-  if (m_distances) KORU_Free_Msg(m_distances, "NeighbourDistances", __LINE__);
-  m_distances = nullptr;
-  if (!image || image->depth != IPL_DEPTH_8U || image->nChannels != 3 || image->width < 1 ||
-      image->height < 1)
-    return false;
-  const int w = image->width, h = image->height;
-  m_distances = static_cast<float*>(
-      KORU_Calloc_Msg(static_cast<size_t>(w) * h * 4, sizeof(float), "NeighbourDistances", __LINE__));
-  if (!m_distances) return false;
-  m_width = w;
-  m_height = h;
-  // Row 0 has no upper neighbours and its left ones are never asked for.
-  for (int y = 1; y < h; ++y) {
-    const uint8_t* row = imageRow(image, y);
-    const uint8_t* up = imageRow(image, y - 1);
-    float* d = m_distances + static_cast<size_t>(y) * w * 4;
-    for (int x = 0; x < w; ++x, d += 4) {
-      const uint8_t* p = row + 3 * x;
-      if (x > 0) {
-        d[0] = colourDistanceExact(p, p - 3);
-        d[1] = colourDistanceExact(p, up + 3 * (x - 1));
+void contrastSumsOfMasks(const IplImage* const* masks, int count, const IplImage* image, ContrastSums* sums) {
+  for (int k = 0; k < count; ++k) sums[k] = ContrastSums();
+  if (count < 1 || count > kMaxSharedMasks || !usable(masks[0], image)) return;
+  const int w = masks[0]->width, h = masks[0]->height;
+  for (int k = 1; k < count; ++k)
+    if (!masks[k] || masks[k]->width != w || masks[k]->height != h) return;
+  // The eight neighbours in contrastSums' order.
+  const int dy[8] = {-1, -1, -1, 0, 0, 1, 1, 1}, dx[8] = {-1, 0, 1, -1, 1, -1, 0, 1};
+  for (int y = 1; y < h - 1; ++y) {
+    const uint8_t* rows[kMaxSharedMasks][3];
+    for (int k = 0; k < count; ++k)
+      for (int r = 0; r < 3; ++r) rows[k][r] = imageRow(masks[k], y - 1 + r);
+    for (int x = 1; x < w - 1; ++x) {
+      unsigned inside = 0;  // bit k: an object pixel of mask k
+      for (int k = 0; k < count; ++k) inside |= unsigned(rows[k][1][x] == kObject) << k;
+      if (!inside) continue;
+      const uint8_t* c = imageRow(image, y) + 3 * x;
+      for (int n = 0; n < 8; ++n) {
+        const float d = colourDistanceExact(c, imageRow(image, y + dy[n]) + 3 * (x + dx[n]));
+        for (int k = 0; k < count; ++k)
+          if (inside >> k & 1) addPair(sums[k], rows[k][1 + dy[n]][x + dx[n]] == kObject, d);
       }
-      d[2] = colourDistanceExact(p, up + 3 * x);
-      if (x < w - 1) d[3] = colourDistanceExact(p, up + 3 * (x + 1));
     }
   }
-  return true;
-}
-
-ContrastSums NeighbourDistances::sums(const IplImage* mask) const {
-  ContrastSums s;
-  if (!m_distances || !mask || mask->width != m_width || mask->height != m_height || m_width < 3 ||
-      m_height < 3)
-    return s;
-  const size_t stride = static_cast<size_t>(m_width) * 4;
-  for (int y = 1; y < m_height - 1; ++y) {
-    const uint8_t* above = imageRow(mask, y - 1);
-    const uint8_t* here = imageRow(mask, y);
-    const uint8_t* below = imageRow(mask, y + 1);
-    for (int x = 1; x < m_width - 1; ++x) {
-      if (here[x] != kObject) continue;
-      // The distance is symmetric: a pair seen from the other pixel is
-      // that pixel's entry towards this one.
-      const float* own = m_distances + y * stride + 4 * x;
-      const float* next = own + stride;  // the pixel below
-      addPair(s, above[x - 1] == kObject, own[1]);
-      addPair(s, above[x] == kObject, own[2]);
-      addPair(s, above[x + 1] == kObject, own[3]);
-      addPair(s, here[x - 1] == kObject, own[0]);
-      addPair(s, here[x + 1] == kObject, own[4]);        // right: its left entry
-      addPair(s, below[x - 1] == kObject, next[-4 + 3]);  // lower-left: its upper-right
-      addPair(s, below[x] == kObject, next[2]);           // below: its upper
-      addPair(s, below[x + 1] == kObject, next[4 + 1]);   // lower-right: its upper-left
-    }
-  }
-  return s;
 }

@@ -1,8 +1,8 @@
 // The colour test of a labelling's object (intensityTest): the mean colour
 // distance between 8-neighbours across its boundary against the mean inside
-// it. optimalLamda asks it of three labellings of one region image, so the
-// neighbour distances are computed once and shared (NeighbourDistances);
-// contrastSums is the plain computation they must match bit for bit.
+// it. optimalLamda asks it of three labellings of one region image, so their
+// sums are made in one pass (contrastSumsOfMasks); contrastSums is the plain
+// computation they must match bit for bit.
 #pragma once
 
 #include <opencv2/core/core_c.h>
@@ -28,26 +28,9 @@ ContrastSums contrastSums(const IplImage* mask, const IplImage* image);
 // an empty side has no mean and gives 2.
 int contrastVerdict(const ContrastSums& sums);
 
-// Every pixel's distance to its left, upper-left, upper and upper-right
-// neighbour, the same floats contrastSums computes; the other four
-// directions are the neighbours' own entries.
-class NeighbourDistances {
- public:
-  NeighbourDistances() = default;
-  ~NeighbourDistances();
-  NeighbourDistances(const NeighbourDistances&) = delete;
-  NeighbourDistances& operator=(const NeighbourDistances&) = delete;
-
-  // False when memory is short (the allocator logs it) or the image is not
-  // 8-bit with 3 channels. Cost: 4 square roots and 16 bytes per pixel.
-  bool compute(const IplImage* image);
-  bool ready() const { return m_distances != nullptr; }
-
-  // contrastSums(mask, image) for the image computed; mask of its size.
-  ContrastSums sums(const IplImage* mask) const;
-
- private:
-  float* m_distances = nullptr;  // 4 per pixel, raster order
-  int m_width = 0;
-  int m_height = 0;
-};
+// contrastSums of several masks of one image (each of the image's size) in
+// one pass: a pair's distance is computed once for all the masks that need
+// it, and each mask's sums are accumulated in contrastSums' order, so they
+// are its sums bit for bit. At most kMaxSharedMasks masks.
+constexpr int kMaxSharedMasks = 8;
+void contrastSumsOfMasks(const IplImage* const* masks, int count, const IplImage* image, ContrastSums* sums);

@@ -107,21 +107,27 @@ int KORUSEHybrid::optimalLamda(IplImage** labels, float*) {
     return -1;
   }
   if (!checkImageSize(labels[0]->width, labels[0]->height, "optimalLamda", 3107)) return -1;
-  IplImage* bin = cvCreateImage(cvGetSize(labels[0]), 8, 1);
-  // The three colour tests read one image: its neighbour distances once.
-  NeighbourDistances distances;
-  const bool shared = m_roiImage && m_roiImage->width == bin->width &&
-                      m_roiImage->height == bin->height && distances.compute(m_roiImage);
+  IplImage* bins[3];
+  for (IplImage*& bin : bins) bin = cvCreateImage(cvGetSize(labels[0]), 8, 1);
   int area[3];
   bool isFramed[3];
-  std::vector<int> passing;
   for (int k = 0; k < 3; ++k) {
-    area[k] = keepLargeComponents(labels[k], bin);
-    isFramed[k] = framed(boxOfObject(bin), bin->width, bin->height, kFrameShare);
-    const int colours = shared ? contrastVerdict(distances.sums(bin)) : intensityTest(bin);
-    if (colours == 1) passing.push_back(k);
+    area[k] = keepLargeComponents(labels[k], bins[k]);
+    isFramed[k] = framed(boxOfObject(bins[k]), bins[k]->width, bins[k]->height, kFrameShare);
   }
-  cvReleaseImage(&bin);
+  // The three colour tests read one image: each neighbour distance once.
+  int colours[3];
+  if (m_roiImage && m_roiImage->width == bins[0]->width && m_roiImage->height == bins[0]->height) {
+    ContrastSums sums[3];
+    contrastSumsOfMasks(bins, 3, m_roiImage, sums);
+    for (int k = 0; k < 3; ++k) colours[k] = contrastVerdict(sums[k]);
+  } else {
+    for (int k = 0; k < 3; ++k) colours[k] = intensityTest(bins[k]);
+  }
+  std::vector<int> passing;
+  for (int k = 0; k < 3; ++k)
+    if (colours[k] == 1) passing.push_back(k);
+  for (IplImage*& bin : bins) cvReleaseImage(&bin);
 
   if (passing.empty()) return 0;
   int best = -1;

@@ -282,31 +282,36 @@ TEST_F(WeightChoice, OptimalLamdaFollowsAreasAndFraming) {
   EXPECT_EQ(choose(), 1);
 }
 
-// optimalLamda's colour tests share one set of neighbour distances; their
-// sums must be those of the plain computation, bit for bit, on seeded
-// images and masks (blobs of 255 among 0 and other values).
-TEST(BoundaryContrast, SharedDistancesGiveThePlainSums) {
+// optimalLamda's colour tests are made in one pass over the three masks;
+// each mask's sums must be those of the plain computation, bit for bit, on
+// seeded images and masks (blobs of 255 among 0 and other values).
+TEST(BoundaryContrast, SumsOfSeveralMasksInOnePassEqualThePlainOnes) {
   std::mt19937 rng(5);
   std::uniform_int_distribution<int> byte(0, 255);
   for (const cv::Size size : {cv::Size(37, 29), cv::Size(3, 3), cv::Size(2, 6), cv::Size(64, 1)}) {
     IplImage* image = cvCreateImage(cvSize(size.width, size.height), 8, 3);
-    IplImage* mask = cvCreateImage(cvSize(size.width, size.height), 8, 1);
     for (int y = 0; y < size.height; ++y)
       for (int x = 0; x < 3 * size.width; ++x) image->imageData[y * image->widthStep + x] = char(byte(rng));
-    NeighbourDistances distances;
-    ASSERT_TRUE(distances.compute(image));
+    IplImage* masks[3];
+    for (IplImage*& mask : masks) mask = cvCreateImage(cvSize(size.width, size.height), 8, 1);
     for (int trial = 0; trial < 20; ++trial) {
-      cvSetZero(mask);
-      for (int blob = 0; blob < 4; ++blob)
-        cvCircle(mask, cvPoint(byte(rng) % size.width, byte(rng) % size.height), 1 + byte(rng) % 9,
-                 cvScalarAll(blob == 3 ? 128 : 255), CV_FILLED);
-      const ContrastSums plain = contrastSums(mask, image), shared = distances.sums(mask);
-      EXPECT_EQ(std::memcmp(&plain.inner, &shared.inner, sizeof(double)), 0) << trial;
-      EXPECT_EQ(std::memcmp(&plain.border, &shared.border, sizeof(double)), 0) << trial;
-      EXPECT_EQ(plain.innerCount, shared.innerCount) << trial;
-      EXPECT_EQ(plain.borderCount, shared.borderCount) << trial;
+      for (IplImage* mask : masks) {
+        cvSetZero(mask);
+        for (int blob = 0; blob < 4; ++blob)
+          cvCircle(mask, cvPoint(byte(rng) % size.width, byte(rng) % size.height), 1 + byte(rng) % 9,
+                   cvScalarAll(blob == 3 ? 128 : 255), CV_FILLED);
+      }
+      ContrastSums shared[3];
+      contrastSumsOfMasks(masks, 3, image, shared);
+      for (int k = 0; k < 3; ++k) {
+        const ContrastSums plain = contrastSums(masks[k], image);
+        EXPECT_EQ(std::memcmp(&plain.inner, &shared[k].inner, sizeof(double)), 0) << trial << " " << k;
+        EXPECT_EQ(std::memcmp(&plain.border, &shared[k].border, sizeof(double)), 0) << trial << " " << k;
+        EXPECT_EQ(plain.innerCount, shared[k].innerCount) << trial << " " << k;
+        EXPECT_EQ(plain.borderCount, shared[k].borderCount) << trial << " " << k;
+      }
     }
+    for (IplImage*& mask : masks) cvReleaseImage(&mask);
     cvReleaseImage(&image);
-    cvReleaseImage(&mask);
   }
 }
