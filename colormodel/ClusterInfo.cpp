@@ -17,12 +17,32 @@ ClusterInfo::ClusterInfo(const int* labels, const pixelVal* samples, std::size_t
   accumulate(labels, samples, n);
 }
 
-void ClusterInfo::accumulate(const int* labels, const pixelVal* samples, std::size_t n) {
+ClusterInfo::ClusterInfo() { clear(); }
+
+void ClusterInfo::clear() {
   for (int k = 0; k < kNumComponents; ++k) {
     m_counts[k] = 0;
     for (int c = 0; c < 3; ++c) m_sums[c][k] = 0.0;
     for (int e = 0; e < 9; ++e) m_productSums[e][k] = 0.0;
   }
+}
+
+void ClusterInfo::add(int k, const pixelVal& sample) {
+  const double* x = sample.v;
+  m_counts[k] += 1;
+  for (int c = 0; c < 3; ++c) m_sums[c][k] += x[c];
+  for (int a = 0; a < 3; ++a)
+    for (int b = a; b < 3; ++b) m_productSums[3 * a + b][k] += x[a] * x[b];
+}
+
+void ClusterInfo::complete() {
+  for (int a = 1; a < 3; ++a)
+    for (int b = 0; b < a; ++b)
+      for (int k = 0; k < kNumComponents; ++k) m_productSums[3 * a + b][k] = m_productSums[3 * b + a][k];
+}
+
+void ClusterInfo::accumulate(const int* labels, const pixelVal* samples, std::size_t n) {
+  clear();
   bool reported = false;
   for (std::size_t i = 0; i < n; ++i) {
     const int k = labels[i];
@@ -31,17 +51,9 @@ void ClusterInfo::accumulate(const int* labels, const pixelVal* samples, std::si
       reported = true;
       continue;
     }
-    const double* x = samples[i].v;
-    m_counts[k] += 1;
-    for (int c = 0; c < 3; ++c) m_sums[c][k] += x[c];
-    for (int a = 0; a < 3; ++a)
-      for (int b = a; b < 3; ++b) m_productSums[3 * a + b][k] += x[a] * x[b];
+    add(k, samples[i]);
   }
-  // x[b] * x[a] is x[a] * x[b]: the lower triangle sums the same terms in
-  // the same order as the upper one.
-  for (int a = 1; a < 3; ++a)
-    for (int b = 0; b < a; ++b)
-      for (int k = 0; k < kNumComponents; ++k) m_productSums[3 * a + b][k] = m_productSums[3 * b + a][k];
+  complete();
 }
 
 void setComponentsFromClusters(const ClusterInfo& info, int n, KORUSEColorModel& model) {

@@ -22,7 +22,19 @@ struct ClusterInfo {
   // The same sums from n labels and n samples in place, without copies.
   ClusterInfo(const int* labels, const pixelVal* samples, std::size_t n);
 
+  // ---- one sample at a time ----------------------------------------------------
+
+  // All-zero: no sample yet.
+  ClusterInfo();
+  // Adds sample x to component k (0..4, not checked). Only the upper
+  // triangle of m_productSums (a <= b) is summed here: x[b] * x[a] equals
+  // x[a] * x[b], so the lower triangle would repeat the same sums.
+  void add(int k, const pixelVal& x);
+  // Copies the upper triangle into the lower one, after the last add.
+  void complete();
+
  private:
+  void clear();
   void accumulate(const int* labels, const pixelVal* samples, std::size_t n);
 };
 

@@ -57,13 +57,13 @@ void updateModel(const std::vector<pixelVal>& samples, KORUSEColorModel& model) 
     return;
   }
   for (std::size_t i = 0; i < n; ++i) assigned[i] = model.assignCluster(samples[i]);
-  refitModel(samples, assigned, model);
+  const ClusterInfo info(assigned, samples.data(), n);
   KORU_Free_Msg(assigned, "updateModel", __LINE__);
+  refitModel(info, n, model);
 }
 
-void refitModel(const std::vector<pixelVal>& samples, const int* clusters, KORUSEColorModel& model) {
-  const ClusterInfo info(clusters, samples.data(), samples.size());
-  setComponentsFromClusters(info, static_cast<int>(samples.size()), model);
+void refitModel(const ClusterInfo& info, std::size_t n, KORUSEColorModel& model) {
+  setComponentsFromClusters(info, static_cast<int>(n), model);
   model.setDeterminant();
 }
 

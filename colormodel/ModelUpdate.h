@@ -5,8 +5,10 @@
 // of KORUSEColorModel; see KORUSEColorModel.h.)
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
+#include "colormodel/ClusterInfo.h"
 #include "colormodel/KORUSEColorModel.h"
 
 // Needs the model's cached inverses and determinants to be current (they
@@ -18,10 +20,10 @@
 // refreshed. Cost: n * 5 densities, one n-entry label array.
 void updateModel(const std::vector<pixelVal>& samples, KORUSEColorModel& model);
 
-// The re-estimation step of updateModel with the assignments given:
-// clusters[i] (0..4) is model.assignCluster(samples[i]), computed by the
-// caller. Ends with setDeterminant. Cost: one pass over the samples.
-void refitModel(const std::vector<pixelVal>& samples, const int* clusters, KORUSEColorModel& model);
+// The re-estimation step of updateModel from the sums of its n samples
+// over the components they were assigned to (model.assignCluster, found by
+// the caller). Ends with setDeterminant.
+void refitModel(const ClusterInfo& info, std::size_t n, KORUSEColorModel& model);
 
 // updateModel(first, firstModel), then updateModel(second, secondModel).
 void updateModel(const std::vector<pixelVal>& first, const std::vector<pixelVal>& second,

@@ -136,15 +136,6 @@ inline bool sameSample(const uint8_t bytes[3], const pixelVal& s) {
   return std::memcmp(mine.v, s.v, sizeof mine.v) == 0;
 }
 
-// Component indexes, one per sample, through the allocation layer.
-struct Components {
-  explicit Components(std::size_t n)
-      : index(static_cast<int*>(KORU_Malloc_Msg((n ? n : 1) * sizeof(int), "refitRegionModels", __LINE__))) {}
-  ~Components() {
-    if (index) KORU_Free_Msg(index, "refitRegionModels", __LINE__);
-  }
-  int* index;
-};
 }  // namespace
 
 bool refitRegionModels(KORUSEHybrid& engine, RegionSamples& samples, const std::vector<pixelVal>& object,
@@ -152,12 +143,11 @@ bool refitRegionModels(KORUSEHybrid& engine, RegionSamples& samples, const std::
   const IplImage* labels = engine.m_roiLabel;
   if (!samples.ready() || !labels || labels->width != engine.m_roiWidth || labels->height != engine.m_roiHeight)
     return false;
-  Components objectComponents(object.size()), backgroundComponents(background.size());
-  if (!objectComponents.index || !backgroundComponents.index) return false;
-
   // extractTrainingData's order: raster order, object samples to one set,
-  // background samples to the other.
+  // background samples to the other; each sample summed into its component
+  // as it comes.
   samples.follow(engine.m_fgModel, engine.m_bgModel);
+  ClusterInfo objectSums, backgroundSums;
   std::size_t o = 0, b = 0;
   for (int r = 0; r < labels->height; ++r) {
     const uint8_t* row = imageRow(labels, r);
@@ -171,14 +161,17 @@ bool refitRegionModels(KORUSEHybrid& engine, RegionSamples& samples, const std::
       if (next >= set.size() || !sameSample(bytes, set[next])) return false;
       const RegionSamples::Evaluation& e = samples.at(r * labels->width + c);
       if (toObject)
-        objectComponents.index[o++] = e.objectComponent;
+        objectSums.add(e.objectComponent, set[next]);
       else
-        backgroundComponents.index[b++] = e.backgroundComponent;
+        backgroundSums.add(e.backgroundComponent, set[next]);
+      ++next;
     }
   }
-  for (; o < object.size(); ++o) objectComponents.index[o] = engine.m_fgModel.assignCluster(object[o]);
-  for (; b < background.size(); ++b) backgroundComponents.index[b] = engine.m_bgModel.assignCluster(background[b]);
-  refitModel(object, objectComponents.index, engine.m_fgModel);
-  refitModel(background, backgroundComponents.index, engine.m_bgModel);
+  for (; o < object.size(); ++o) objectSums.add(engine.m_fgModel.assignCluster(object[o]), object[o]);
+  for (; b < background.size(); ++b) backgroundSums.add(engine.m_bgModel.assignCluster(background[b]), background[b]);
+  objectSums.complete();
+  backgroundSums.complete();
+  refitModel(objectSums, object.size(), engine.m_fgModel);
+  refitModel(backgroundSums, background.size(), engine.m_bgModel);
   return true;
 }

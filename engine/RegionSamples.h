@@ -98,8 +98,9 @@ void buildRegionGraph(KORUSEHybrid& engine, RegionSamples& samples);
 // components taken from `samples`. object and background are what
 // extractTrainingData made of m_roiImage and m_roiLabel; every sample that
 // came from a pixel must match that pixel's sample bit for bit, the rest
-// (fillers) are assigned on their own. False, with the models untouched,
-// when that does not hold or memory is short: the caller then runs
-// updateModel itself.
+// (fillers) are assigned on their own. Each sample is summed into its
+// component as the region is walked, so no per-sample array is needed.
+// False, with the models untouched, when that does not hold: the caller
+// then runs updateModel itself.
 bool refitRegionModels(KORUSEHybrid& engine, RegionSamples& samples,
                        const std::vector<pixelVal>& object, const std::vector<pixelVal>& background);

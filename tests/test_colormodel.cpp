@@ -181,8 +181,8 @@ TEST_F(ColorModelTest, DensityAndNearestEqualGMMProbAndAssignCluster) {
   }
 }
 
-// The statistics against the plain nine products per sample, in sample
-// order, on seeded fractional samples.
+// The statistics, from whole vectors or sample by sample, against the plain
+// nine products per sample, in sample order, on seeded fractional samples.
 TEST_F(ColorModelTest, ClusterSumsEqualThePlainOnes) {
   std::mt19937 rng(8);
   std::uniform_real_distribution<double> value(-50.0, 300.0);
@@ -203,7 +203,10 @@ TEST_F(ColorModelTest, ClusterSumsEqualThePlainOnes) {
     }
   }
   const ClusterInfo byValue(labels, samples), inPlace(labels.data(), samples.data(), samples.size());
-  for (const ClusterInfo* info : {&byValue, &inPlace}) {
+  ClusterInfo oneByOne;
+  for (size_t i = 0; i < samples.size(); ++i) oneByOne.add(labels[i], samples[i]);
+  oneByOne.complete();
+  for (const ClusterInfo* info : std::vector<const ClusterInfo*>{&byValue, &inPlace, &oneByOne}) {
     EXPECT_EQ(std::memcmp(info->m_counts, counts, sizeof counts), 0);
     EXPECT_EQ(std::memcmp(info->m_sums, sums, sizeof sums), 0);
     EXPECT_EQ(std::memcmp(info->m_productSums, products, sizeof products), 0);
