@@ -13,9 +13,6 @@
 namespace {
 // Below this the two log-likelihoods of a grey pixel count as equal.
 const float kGreyTieTolerance = 0.0001f;
-
-// Fibonacci hashing of a 24-bit sample into a table of 2^bits slots.
-inline uint32_t slotOf(uint32_t key, int bits) { return (key * 2654435761u) >> (32 - bits); }
 }  // namespace
 
 void regionSample(const KORUSEHybrid& engine, int r, int c, uint8_t sample[3]) {
@@ -56,47 +53,94 @@ void RegionSamples::release() {
   m_samples = nullptr;
   m_evaluations = nullptr;
   m_evaluatedIn = nullptr;
+  m_distinct = 0;
   m_following = false;
 }
+
+namespace {
+// The distinct samples found so far, by open addressing with linear
+// probing: a slot holds a sample's index + 1, 0 when free. Kept at most
+// half full; it starts at 64 K slots and doubles when a region has more
+// colours than that allows.
+class SampleTable {
+ public:
+  ~SampleTable() {
+    if (m_slots) KORU_Free_Msg(m_slots, "RegionSamples", __LINE__);
+  }
+  bool reserve(std::size_t samples) {
+    m_bits = 4;
+    while (m_bits < 16 && (std::size_t(1) << m_bits) < 2 * samples) ++m_bits;
+    return allocate();
+  }
+  // Index of `key` among samples[0 .. distinct), added at the end when new;
+  // -1 when the table could not grow.
+  int32_t find(uint32_t key, uint32_t* samples, int32_t& distinct) {
+    uint32_t slot = slotOf(key);
+    while (m_slots[slot] != 0 && samples[m_slots[slot] - 1] != key) slot = (slot + 1) & m_mask;
+    if (m_slots[slot] != 0) return m_slots[slot] - 1;
+    samples[distinct] = key;
+    m_slots[slot] = ++distinct;
+    if (std::size_t(2) * distinct > m_mask && !grow(samples, distinct)) return -1;
+    return distinct - 1;
+  }
+
+ private:
+  // Fibonacci hashing of a 24-bit sample.
+  uint32_t slotOf(uint32_t key) const { return (key * 2654435761u) >> (32 - m_bits); }
+  bool allocate() {
+    m_slots = static_cast<int32_t*>(KORU_Calloc_Msg(std::size_t(1) << m_bits, sizeof(int32_t), "RegionSamples", __LINE__));
+    m_mask = (uint32_t(1) << m_bits) - 1;
+    return m_slots != nullptr;
+  }
+  bool grow(const uint32_t* samples, int32_t distinct) {
+    KORU_Free_Msg(m_slots, "RegionSamples", __LINE__);
+    ++m_bits;
+    if (!allocate()) return false;
+    for (int32_t i = 0; i < distinct; ++i) {
+      uint32_t slot = slotOf(samples[i]);
+      while (m_slots[slot] != 0) slot = (slot + 1) & m_mask;
+      m_slots[slot] = i + 1;
+    }
+    return true;
+  }
+
+  int32_t* m_slots = nullptr;
+  uint32_t m_mask = 0;
+  int m_bits = 0;
+};
+}  // namespace
 
 bool RegionSamples::index(const KORUSEHybrid& engine) {
   release();
   const int w = engine.m_roiWidth, h = engine.m_roiHeight;
   if (!engine.m_roiImage || w < 1 || h < 1) return false;
   const size_t n = static_cast<size_t>(w) * h;
-  int bits = 4;
-  while ((size_t(1) << bits) < 2 * n) ++bits;
-  // Open addressing, linear probing; a slot holds its sample's index + 1.
-  auto* table = static_cast<int32_t*>(KORU_Calloc_Msg(size_t(1) << bits, sizeof(int32_t), "RegionSamples", __LINE__));
+  SampleTable table;
   m_sampleOf = static_cast<int32_t*>(KORU_Malloc_Msg(n * sizeof(int32_t), "RegionSamples", __LINE__));
   m_samples = static_cast<uint32_t*>(KORU_Malloc_Msg(n * sizeof(uint32_t), "RegionSamples", __LINE__));
-  if (!table || !m_sampleOf || !m_samples) {
-    if (table) KORU_Free_Msg(table, "RegionSamples", __LINE__);
+  if (!table.reserve(n) || !m_sampleOf || !m_samples) {
     release();
     return false;
   }
-  const uint32_t mask = (uint32_t(1) << bits) - 1;
   int32_t distinct = 0;
   for (int r = 0; r < h; ++r)
     for (int c = 0; c < w; ++c) {
       uint8_t s[3];
       regionSample(engine, r, c, s);
-      const uint32_t key = s[0] | uint32_t(s[1]) << 8 | uint32_t(s[2]) << 16;
-      uint32_t slot = slotOf(key, bits);
-      while (table[slot] != 0 && m_samples[table[slot] - 1] != key) slot = (slot + 1) & mask;
-      if (table[slot] == 0) {
-        m_samples[distinct] = key;
-        table[slot] = ++distinct;
+      const int32_t i = table.find(s[0] | uint32_t(s[1]) << 8 | uint32_t(s[2]) << 16, m_samples, distinct);
+      if (i < 0) {
+        release();
+        return false;
       }
-      m_sampleOf[size_t(r) * w + c] = table[slot] - 1;
+      m_sampleOf[size_t(r) * w + c] = i;
     }
-  KORU_Free_Msg(table, "RegionSamples", __LINE__);
   m_evaluations = static_cast<Evaluation*>(KORU_Malloc_Msg(distinct * sizeof(Evaluation), "RegionSamples", __LINE__));
-  m_evaluatedIn = static_cast<uint32_t*>(KORU_Calloc_Msg(distinct, sizeof(uint32_t), "RegionSamples", __LINE__));
+  m_evaluatedIn = static_cast<uint8_t*>(KORU_Calloc_Msg(distinct, sizeof(uint8_t), "RegionSamples", __LINE__));
   if (!m_evaluations || !m_evaluatedIn) {
     release();
     return false;
   }
+  m_distinct = distinct;
   m_grey = KORUSEMarker::m_isGreyScale;
   m_generation = 0;
   return true;
@@ -110,7 +154,10 @@ void RegionSamples::follow(const KORUSEColorModel& fg, const KORUSEColorModel& b
   m_fgPacked = PackedComponents(fg);
   m_bgPacked = PackedComponents(bg);
   m_following = true;
-  ++m_generation;  // every stored value is stale
+  if (++m_generation == 0) {  // wrapped: forget every stamp
+    std::memset(m_evaluatedIn, 0, m_distinct);
+    m_generation = 1;
+  }
 }
 
 void RegionSamples::evaluate(int32_t s) {

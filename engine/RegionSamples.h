@@ -78,8 +78,9 @@ class RegionSamples {
   int32_t* m_sampleOf = nullptr;        // per pixel: index of its distinct sample
   uint32_t* m_samples = nullptr;        // per distinct sample: bytes 0, 1, 2 in bits 0-23
   Evaluation* m_evaluations = nullptr;  // per distinct sample
-  uint32_t* m_evaluatedIn = nullptr;    // per distinct sample: generation of its evaluation
-  uint32_t m_generation = 0;            // bumped whenever the models change
+  uint8_t* m_evaluatedIn = nullptr;     // per distinct sample: generation of its evaluation
+  int32_t m_distinct = 0;               // number of distinct samples
+  uint8_t m_generation = 0;             // bumped whenever the models change (0: never evaluated)
   bool m_grey = false;
   bool m_following = false;             // m_fg and m_bg hold models
   KORUSEColorModel m_fg, m_bg;          // copies of the models followed

@@ -163,3 +163,40 @@ TEST_F(EngineWeights, RegionGraphOfEveryShapeEqualsThePlainBuild) {
     e.clearMemory();
   }
 }
+
+// Models that change back and forth, more often than the evaluation stamps
+// can count: every value must still be that of the models of the moment.
+TEST_F(EngineWeights, RegionSamplesFollowModelsThatKeepChanging) {
+  open(16, 12);
+  KORUSEHybrid& e = *pHybrid;
+  KORUSEMarker::m_xMinBBox = KORUSEMarker::m_yMinBBox = 0;
+  e.m_roiWidth = 16;
+  e.m_roiHeight = 12;
+  e.m_roiImage = e.cropImage(KORUSEMarker::m_srcImage);
+  KORUSEColorModel models[2][2];  // [pair][object, background]
+  for (int pair = 0; pair < 2; ++pair)
+    for (int side = 0; side < 2; ++side) {
+      KORUSEColorModel& m = models[pair][side];
+      m.m_weights[0] = 1.0;
+      for (int c = 0; c < 3; ++c) m.m_means[0][c] = 40.0 + 60 * pair + 30 * side + 10 * c, m.m_covariances[0][4 * c] = 300.0;
+      m.setDeterminant();
+      m.setInverseCovariance();
+    }
+  RegionSamples samples;
+  ASSERT_TRUE(samples.index(e));
+  // Every pixel in the first round and from the 255th on, pixel 0 alone in
+  // between: values stamped in the first round are still there when the
+  // stamps wrap.
+  for (int round = 0; round < 300; ++round) {
+    const int pair = round % 2;
+    samples.follow(models[pair][0], models[pair][1]);
+    for (int p = 0; p < (round == 0 || round >= 255 ? 16 * 12 : 1); ++p) {
+      uint8_t bytes[3];
+      regionSample(e, p / 16, p % 16, bytes);
+      const TerminalCapacities want = terminalCapacities(sampleDataTerm(models[pair][0], models[pair][1], false, bytes));
+      const TerminalCapacities got = samples.at(p).capacities;
+      ASSERT_EQ(std::memcmp(&want, &got, sizeof want), 0) << round << " " << p;
+    }
+  }
+  e.clearMemory();
+}
