@@ -69,3 +69,8 @@ void setComponentsFromClusters(const ClusterInfo& info, int n, KORUSEColorModel&
         model.m_covariances[k][3 * a + b] = info.m_productSums[3 * a + b][k] / m - mean[a] * mean[b];
   }
 }
+
+void setComponentsAndDeterminants(const ClusterInfo& info, int n, KORUSEColorModel& model) {
+  setComponentsFromClusters(info, n, model);
+  model.setDeterminant();
+}

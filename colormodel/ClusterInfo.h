@@ -45,3 +45,7 @@ struct ClusterInfo {
 // deliberately not renormalised afterwards, so they may sum to more than 1.
 // Touches neither determinants nor inverses.
 void setComponentsFromClusters(const ClusterInfo& info, int n, KORUSEColorModel& model);
+
+// setComponentsFromClusters, then model.setDeterminant(): how the
+// initialisers and the update end. The inverses are left to the caller.
+void setComponentsAndDeterminants(const ClusterInfo& info, int n, KORUSEColorModel& model);

@@ -8,6 +8,7 @@
 
 #include "colormodel/ClusterInfo.h"
 #include "colormodel/KMeans.h"
+#include "colormodel/PackedSample.h"
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
 
@@ -17,14 +18,6 @@ namespace {
 // all, and after at most 10 iterations.
 constexpr double kKMeansTolerance = 0.0;
 constexpr int kKMeansMaxIterations = 10;
-
-// Components from the clusters' sums, then the determinants: the steps
-// shared by both initialisers.
-void componentsFromClusters(const ClusterInfo& info, const std::vector<pixelVal>& samples,
-                            KORUSEColorModel& model) {
-  setComponentsFromClusters(info, static_cast<int>(samples.size()), model);
-  model.setDeterminant();
-}
 
 float clampToFloat(double x) {
   if (x > FLT_MAX) return FLT_MAX;
@@ -48,10 +41,22 @@ void initModelWithKmeansKORU(const std::vector<pixelVal>& samples, KORUSEColorMo
   if (points && labels) {
     for (int i = 0; i < n; ++i) points[i] = const_cast<double*>(samples[i].v);
     k_means(points, labels, n, kKMeansTolerance, kKMeansMaxIterations, nullptr);
-    componentsFromClusters(ClusterInfo(labels, samples.data(), samples.size()), samples, model);
+    setComponentsAndDeterminants(ClusterInfo(labels, samples.data(), samples.size()), n, model);
   }
   if (points) KORU_Free_Msg(points, "initModelWithKmeansKORU", __LINE__);
   if (labels) KORU_Free_Msg(labels, "initModelWithKmeansKORU", __LINE__);
+}
+
+void initModelWithKmeansPacked(const uint32_t* samples, int n, KORUSEColorModel& model) {
+  if (n < kMinClusteringSamples || !samples) return;
+  int* labels = static_cast<int*>(KORU_Calloc_Msg(n, sizeof(int), "initModelWithKmeansPacked", __LINE__));
+  if (!labels) return;
+  kMeansPacked(samples, labels, n, kKMeansTolerance, kKMeansMaxIterations);
+  ClusterInfo info;
+  for (int i = 0; i < n; ++i) info.add(labels[i], unpackSample(samples[i]));
+  info.complete();
+  setComponentsAndDeterminants(info, n, model);
+  KORU_Free_Msg(labels, "initModelWithKmeansPacked", __LINE__);
 }
 
 void initModelWithKmeans(const std::vector<pixelVal>& samples, KORUSEColorModel& model) {
@@ -64,7 +69,7 @@ void initModelWithKmeans(const std::vector<pixelVal>& samples, KORUSEColorModel&
                cv::TermCriteria(cv::TermCriteria::COUNT, kKMeansMaxIterations, kKMeansTolerance),
                0 /* attempts: OpenCV makes one */, cv::KMEANS_PP_CENTERS, cv::noArray());
     const ClusterInfo info(std::vector<int>(labels.begin<int>(), labels.end<int>()), samples);
-    componentsFromClusters(info, samples, model);
+    setComponentsAndDeterminants(info, static_cast<int>(samples.size()), model);
   } catch (const cv::Exception& e) {
     logBadCall("initModelWithKmeans", e.what());
   } catch (const std::exception& e) {

@@ -59,12 +59,7 @@ void updateModel(const std::vector<pixelVal>& samples, KORUSEColorModel& model) 
   for (std::size_t i = 0; i < n; ++i) assigned[i] = model.assignCluster(samples[i]);
   const ClusterInfo info(assigned, samples.data(), n);
   KORU_Free_Msg(assigned, "updateModel", __LINE__);
-  refitModel(info, n, model);
-}
-
-void refitModel(const ClusterInfo& info, std::size_t n, KORUSEColorModel& model) {
-  setComponentsFromClusters(info, static_cast<int>(n), model);
-  model.setDeterminant();
+  setComponentsAndDeterminants(info, static_cast<int>(n), model);
 }
 
 void updateModel(const std::vector<pixelVal>& first, const std::vector<pixelVal>& second,

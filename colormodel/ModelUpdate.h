@@ -5,10 +5,8 @@
 // of KORUSEColorModel; see KORUSEColorModel.h.)
 #pragma once
 
-#include <cstddef>
 #include <vector>
 
-#include "colormodel/ClusterInfo.h"
 #include "colormodel/KORUSEColorModel.h"
 
 // Needs the model's cached inverses and determinants to be current (they
@@ -19,11 +17,6 @@
 // the noise level of its choice. No samples: only the determinants are
 // refreshed. Cost: n * 5 densities, one n-entry label array.
 void updateModel(const std::vector<pixelVal>& samples, KORUSEColorModel& model);
-
-// The re-estimation step of updateModel from the sums of its n samples
-// over the components they were assigned to (model.assignCluster, found by
-// the caller). Ends with setDeterminant.
-void refitModel(const ClusterInfo& info, std::size_t n, KORUSEColorModel& model);
 
 // updateModel(first, firstModel), then updateModel(second, secondModel).
 void updateModel(const std::vector<pixelVal>& first, const std::vector<pixelVal>& second,

@@ -4,7 +4,10 @@
 #include <cstddef>
 #include <cstring>
 
-#include "colormodel/ModelUpdate.h"
+#include "colormodel/ClusterInfo.h"
+#include "colormodel/KMeansInit.h"
+#include "colormodel/PackedSample.h"
+#include "colormodel/TrainingData.h"
 #include "engine/KORUSEHybrid.h"
 #include "interface/KORUSEMarker.h"
 #include "support/ImageRows.h"
@@ -110,10 +113,29 @@ class SampleTable {
 };
 }  // namespace
 
+namespace {
+bool is8Bit(const IplImage* image, int channels) {
+  return image && image->depth == IPL_DEPTH_8U && image->nChannels >= channels && image->imageData;
+}
+
+// The region's samples can be read: the crop of the region's size, and in
+// grey mode texture planes that cover the region where it lies.
+bool readableRegion(const KORUSEHybrid& engine) {
+  const int w = engine.m_roiWidth, h = engine.m_roiHeight;
+  const IplImage* image = engine.m_roiImage;
+  if (w < 1 || h < 1 || !is8Bit(image, 3) || image->width != w || image->height != h) return false;
+  if (!KORUSEMarker::m_isGreyScale) return true;
+  const int x0 = KORUSEMarker::m_xMinBBox, y0 = KORUSEMarker::m_yMinBBox;
+  for (const IplImage* plane : {KORUSEMarker::m_texHor, KORUSEMarker::m_texVer})
+    if (!is8Bit(plane, 1) || x0 < 0 || y0 < 0 || x0 + w > plane->width || y0 + h > plane->height) return false;
+  return true;
+}
+}  // namespace
+
 bool RegionSamples::index(const KORUSEHybrid& engine) {
   release();
   const int w = engine.m_roiWidth, h = engine.m_roiHeight;
-  if (!engine.m_roiImage || w < 1 || h < 1) return false;
+  if (!readableRegion(engine)) return false;
   const size_t n = static_cast<size_t>(w) * h;
   SampleTable table;
   m_sampleOf = static_cast<int32_t*>(KORU_Malloc_Msg(n * sizeof(int32_t), "RegionSamples", __LINE__));
@@ -127,7 +149,7 @@ bool RegionSamples::index(const KORUSEHybrid& engine) {
     for (int c = 0; c < w; ++c) {
       uint8_t s[3];
       regionSample(engine, r, c, s);
-      const int32_t i = table.find(s[0] | uint32_t(s[1]) << 8 | uint32_t(s[2]) << 16, m_samples, distinct);
+      const int32_t i = table.find(packSample(s[0], s[1], s[2]), m_samples, distinct);
       if (i < 0) {
         release();
         return false;
@@ -161,8 +183,7 @@ void RegionSamples::follow(const KORUSEColorModel& fg, const KORUSEColorModel& b
 }
 
 void RegionSamples::evaluate(int32_t s) {
-  const uint32_t key = m_samples[s];
-  const pixelVal x{{double(key & 0xFF), double(key >> 8 & 0xFF), double(key >> 16)}};
+  const pixelVal x = unpackSample(m_samples[s]);
   int objectComponent, backgroundComponent;
   const double objectDensity = densityAndNearest(m_fgPacked, x, &objectComponent);
   const double backgroundDensity = densityAndNearest(m_bgPacked, x, &backgroundComponent);
@@ -177,48 +198,84 @@ namespace {
 inline bool isObject(uint8_t label) { return label == MARK_OBJECT || label == MARK_PROBABLE_OBJECT; }
 inline bool isBackground(uint8_t label) { return label == MARK_BACKGROUND || label == MARK_PROBABLE_BACKGROUND; }
 
-// The pixel's sample as extractTrainingData makes it, bit for bit.
-inline bool sameSample(const uint8_t bytes[3], const pixelVal& s) {
-  const pixelVal mine{{double(bytes[0]), double(bytes[1]), double(bytes[2])}};
-  return std::memcmp(mine.v, s.v, sizeof mine.v) == 0;
+// The region's labels as extractTrainingData reads them (8-bit, one
+// channel, the region's size), or null: then the plain way runs.
+const IplImage* trainingLabels(const KORUSEHybrid& engine, const RegionSamples& samples) {
+  const IplImage* labels = engine.m_roiLabel;
+  const bool usable = samples.ready() && labels && labels->depth == IPL_DEPTH_8U && labels->nChannels == 1 &&
+                      labels->imageData && labels->width == engine.m_roiWidth &&
+                      labels->height == engine.m_roiHeight;
+  return usable ? labels : nullptr;
 }
 
-}  // namespace
-
-bool refitRegionModels(KORUSEHybrid& engine, RegionSamples& samples, const std::vector<pixelVal>& object,
-                       const std::vector<pixelVal>& background) {
-  const IplImage* labels = engine.m_roiLabel;
-  if (!samples.ready() || !labels || labels->width != engine.m_roiWidth || labels->height != engine.m_roiHeight)
-    return false;
-  // extractTrainingData's order: raster order, object samples to one set,
-  // background samples to the other; each sample summed into its component
-  // as it comes.
-  samples.follow(engine.m_fgModel, engine.m_bgModel);
-  ClusterInfo objectSums, backgroundSums;
-  std::size_t o = 0, b = 0;
+// visit(p, toObject) for every pixel labelled object (2, 4) or background
+// (1, 3), in raster order: the order of extractTrainingData's samples.
+template <class Visit>
+void forEachTrainingPixel(const IplImage* labels, Visit visit) {
   for (int r = 0; r < labels->height; ++r) {
     const uint8_t* row = imageRow(labels, r);
-    for (int c = 0; c < labels->width; ++c) {
-      const bool toObject = isObject(row[c]);
-      if (!toObject && !isBackground(row[c])) continue;
-      const std::vector<pixelVal>& set = toObject ? object : background;
-      std::size_t& next = toObject ? o : b;
-      uint8_t bytes[3];
-      regionSample(engine, r, c, bytes);
-      if (next >= set.size() || !sameSample(bytes, set[next])) return false;
-      const RegionSamples::Evaluation& e = samples.at(r * labels->width + c);
-      if (toObject)
-        objectSums.add(e.objectComponent, set[next]);
-      else
-        backgroundSums.add(e.backgroundComponent, set[next]);
-      ++next;
-    }
+    for (int c = 0; c < labels->width; ++c)
+      if (isObject(row[c]) || isBackground(row[c])) visit(r * labels->width + c, isObject(row[c]));
   }
-  for (; o < object.size(); ++o) objectSums.add(engine.m_fgModel.assignCluster(object[o]), object[o]);
-  for (; b < background.size(); ++b) backgroundSums.add(engine.m_bgModel.assignCluster(background[b]), background[b]);
+}
+
+// A set of packed samples through the allocation layer.
+struct PackedSet {
+  explicit PackedSet(std::size_t room)
+      : samples(static_cast<uint32_t*>(KORU_Malloc_Msg(room * sizeof(uint32_t), "initRegionModels", __LINE__))) {}
+  ~PackedSet() {
+    if (samples) KORU_Free_Msg(samples, "initRegionModels", __LINE__);
+  }
+  // Tops the set up with the filler, as extractTrainingData does.
+  void fill() {
+    const uint32_t filler = packSample(static_cast<uint8_t>(kFillerSample.v[0]), static_cast<uint8_t>(kFillerSample.v[1]),
+                                       static_cast<uint8_t>(kFillerSample.v[2]));
+    while (count < static_cast<std::size_t>(kMinTrainingSamples)) samples[count++] = filler;
+  }
+  uint32_t* samples;
+  std::size_t count = 0;
+};
+}  // namespace
+
+bool initRegionModels(KORUSEHybrid& engine, RegionSamples& samples) {
+  const IplImage* labels = trainingLabels(engine, samples);
+  if (!labels) return false;
+  const std::size_t room = static_cast<std::size_t>(labels->width) * labels->height + kMinTrainingSamples;
+  PackedSet object(room), background(room);
+  if (!object.samples || !background.samples) return false;
+  forEachTrainingPixel(labels, [&](int p, bool toObject) {
+    PackedSet& set = toObject ? object : background;
+    set.samples[set.count++] = samples.sampleAt(p);
+  });
+  object.fill();
+  background.fill();
+  initModelWithKmeansPacked(background.samples, static_cast<int>(background.count), engine.m_bgModel);
+  initModelWithKmeansPacked(object.samples, static_cast<int>(object.count), engine.m_fgModel);
+  return true;
+}
+
+bool refitRegionModels(KORUSEHybrid& engine, RegionSamples& samples) {
+  const IplImage* labels = trainingLabels(engine, samples);
+  if (!labels) return false;
+  // Each sample summed into its component as the region is walked.
+  samples.follow(engine.m_fgModel, engine.m_bgModel);
+  ClusterInfo objectSums, backgroundSums;
+  std::size_t objects = 0, backgrounds = 0;
+  forEachTrainingPixel(labels, [&](int p, bool toObject) {
+    const RegionSamples::Evaluation& e = samples.at(p);
+    const pixelVal x = unpackSample(samples.sampleAt(p));
+    if (toObject)
+      objectSums.add(e.objectComponent, x), ++objects;
+    else
+      backgroundSums.add(e.backgroundComponent, x), ++backgrounds;
+  });
+  for (; objects < static_cast<std::size_t>(kMinTrainingSamples); ++objects)
+    objectSums.add(engine.m_fgModel.assignCluster(kFillerSample), kFillerSample);
+  for (; backgrounds < static_cast<std::size_t>(kMinTrainingSamples); ++backgrounds)
+    backgroundSums.add(engine.m_bgModel.assignCluster(kFillerSample), kFillerSample);
   objectSums.complete();
   backgroundSums.complete();
-  refitModel(objectSums, object.size(), engine.m_fgModel);
-  refitModel(backgroundSums, background.size(), engine.m_bgModel);
+  setComponentsAndDeterminants(objectSums, static_cast<int>(objects), engine.m_fgModel);
+  setComponentsAndDeterminants(backgroundSums, static_cast<int>(backgrounds), engine.m_bgModel);
   return true;
 }

@@ -35,16 +35,21 @@ static bool modelStep(KORUSEHybrid& engine, int mode, bool firstPass, bool switc
                       std::vector<pixelVal>& object, std::vector<pixelVal>& background,
                       RegionSamples& samples) {
   if (mode == KEEP_MODELS) return switching;
-  extractTrainingData(engine.m_roiImage, engine.m_roiLabel, object, background);
+  // Straight from the region's samples where it can be read so; otherwise
+  // through the sample vectors.
   if (mode == UPDATE_MODELS) {
-    // The samples' components were mostly found by the last cut's graph.
-    if (!refitRegionModels(engine, samples, object, background))
+    if (!refitRegionModels(engine, samples)) {
+      extractTrainingData(engine.m_roiImage, engine.m_roiLabel, object, background);
       updateModel(object, background, engine.m_fgModel, engine.m_bgModel);
+    }
     engine.homogenousLamda(1);  // the flag alone decides after pass 0
     return switching;
   }
-  initModel(background, engine.m_bgModel, 10);
-  initModel(object, engine.m_fgModel, 10);
+  if (!initRegionModels(engine, samples)) {
+    extractTrainingData(engine.m_roiImage, engine.m_roiLabel, object, background);
+    initModel(background, engine.m_bgModel, 10);
+    initModel(object, engine.m_fgModel, 10);
+  }
   return engine.homogenousLamda(firstPass ? 0 : 1);
 }
 

@@ -17,6 +17,7 @@
 #include "colormodel/ComponentDensity.h"
 #include "colormodel/KMeans.h"
 #include "colormodel/KMeansInit.h"
+#include "colormodel/PackedSample.h"
 #include "colormodel/KORUSEColorModel.h"
 #include "colormodel/ModelUpdate.h"
 #include "colormodel/TrainingData.h"
@@ -354,6 +355,33 @@ TEST_F(ColorModelTest, DistancePassEqualsThePlainOne) {
     EXPECT_EQ(std::count(plain.begin(), plain.end(), 3), 0);  // the tie goes to 1
   }
   EXPECT_GT(tiesToOne, 0);
+}
+
+// The packed initialiser against initModelWithKmeansKORU on the pixelVals
+// the samples unpack to: the same model bit for bit, for sets of every
+// thread split (5, 6, 7 and more samples) and seeded colours with repeats;
+// the clusterings themselves against k_means.
+TEST_F(ColorModelTest, PackedSamplesGiveTheSameModel) {
+  std::mt19937 rng(17);
+  for (int n : {5, 6, 7, 8, 97, 4000}) {
+    std::vector<uint32_t> packed(n);
+    std::vector<pixelVal> samples(n);
+    for (int i = 0; i < n; ++i) {
+      packed[i] = i % 5 == 4 ? packed[i / 2] : packSample(uint8_t(rng()), uint8_t(rng()), uint8_t(rng()));
+      samples[i] = unpackSample(packed[i]);
+    }
+    std::vector<double*> points;
+    for (pixelVal& p : samples) points.push_back(p.v);
+    std::vector<int> labels(n), packedLabels(n);
+    k_means(points.data(), labels.data(), n, 0.0, 10, nullptr);
+    kMeansPacked(packed.data(), packedLabels.data(), n, 0.0, 10);
+    EXPECT_EQ(labels, packedLabels) << n;
+    KORUSEColorModel plain, fromPacked;
+    initModelWithKmeansKORU(samples, plain);
+    initModelWithKmeansPacked(packed.data(), n, fromPacked);
+    EXPECT_EQ(std::memcmp(&plain, &fromPacked, sizeof plain), 0) << n;
+    EXPECT_GT(plain.m_weights[0], 0.0) << n;  // a model was made
+  }
 }
 
 TEST_F(ColorModelTest, KMeansInitialisersFindFiveBlobs) {

@@ -183,12 +183,13 @@ TEST_F(Segment, EveryCutsGraphEqualsThePlainBuild) {
   }
 }
 
-// A refit takes the samples' components from the evaluations the last cut
-// made; the models must come out as updateModel makes them, bit for bit.
-// Labels: probable object in a box, probable background and hard labels
-// around it; then an object of three pixels, which extractTrainingData tops
-// up with fillers.
-TEST_F(Segment, RefitFromTheRegionsSamplesEqualsUpdateModel) {
+// The model steps read the region's samples directly: a fresh start must
+// give the models initModel gives, and a refit (components taken from the
+// evaluations the last cut made) the models updateModel gives, bit for bit,
+// from the sample vectors extractTrainingData makes. Labels: probable object
+// in a box, probable background and hard labels around it; then an object
+// of three pixels, which is topped up with fillers.
+TEST_F(Segment, ModelStepsFromTheRegionEqualThePlainOnes) {
   for (bool grey : {false, true}) {
     for (int objectPixels : {-1, 3}) {
       openScene(discScene(120, 90, 0.3, 0.5, 0.5, grey));
@@ -206,26 +207,36 @@ TEST_F(Segment, RefitFromTheRegionsSamplesEqualsUpdateModel) {
       } else {
         for (int i = 0; i < objectPixels; ++i) e.m_roiLabel->imageData[45 * e.m_roiLabel->widthStep + 60 + i] = MARK_OBJECT;
       }
-      std::vector<pixelVal> object, background;
-      extractTrainingData(e.m_roiImage, e.m_roiLabel, object, background);
-      initModel(object, background, e.m_fgModel, e.m_bgModel, 10);
-      e.m_fgModel.setInverseCovariance();
-      e.m_bgModel.setInverseCovariance();
+      const std::string what = std::string(grey ? "grey" : "colour") + (objectPixels < 0 ? "" : ", fillers");
       RegionSamples samples;
       ASSERT_TRUE(samples.index(e));
-      e.graphSpaceAllocator();
-      buildRegionGraph(e, samples);  // evaluates the soft pixels
+      std::vector<pixelVal> object, background;
+      extractTrainingData(e.m_roiImage, e.m_roiLabel, object, background);
 
       KORUSEColorModel fg = e.m_fgModel, bg = e.m_bgModel;
-      updateModel(object, background, fg, bg);
-      ASSERT_TRUE(refitRegionModels(e, samples, object, background));
-      EXPECT_EQ(std::memcmp(&fg, &e.m_fgModel, sizeof fg), 0) << grey << objectPixels;
-      EXPECT_EQ(std::memcmp(&bg, &e.m_bgModel, sizeof bg), 0) << grey << objectPixels;
+      initModel(background, bg, 10);
+      initModel(object, fg, 10);
+      ASSERT_TRUE(initRegionModels(e, samples));
+      EXPECT_EQ(std::memcmp(&fg, &e.m_fgModel, sizeof fg), 0) << what;
+      EXPECT_EQ(std::memcmp(&bg, &e.m_bgModel, sizeof bg), 0) << what;
 
-      // Samples that are not the region's: refused, models untouched.
-      object[1].v[0] += 0.5;
-      EXPECT_FALSE(refitRegionModels(e, samples, object, background));
+      e.m_fgModel.setInverseCovariance();
+      e.m_bgModel.setInverseCovariance();
+      e.graphSpaceAllocator();
+      buildRegionGraph(e, samples);  // evaluates the soft pixels
+      fg = e.m_fgModel, bg = e.m_bgModel;
+      updateModel(object, background, fg, bg);
+      ASSERT_TRUE(refitRegionModels(e, samples));
+      EXPECT_EQ(std::memcmp(&fg, &e.m_fgModel, sizeof fg), 0) << what;
+      EXPECT_EQ(std::memcmp(&bg, &e.m_bgModel, sizeof bg), 0) << what;
+
+      // Labels that are not the region's size: refused, models untouched.
+      IplImage* labels = e.m_roiLabel;
+      e.m_roiLabel = cvCreateImage(cvSize(60, 90), 8, 1);
+      EXPECT_FALSE(refitRegionModels(e, samples));
+      EXPECT_FALSE(initRegionModels(e, samples));
       EXPECT_EQ(std::memcmp(&fg, &e.m_fgModel, sizeof fg), 0);
+      cvReleaseImage(&labels);
       e.clearMemory();
     }
   }
