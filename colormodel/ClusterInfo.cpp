@@ -27,14 +27,6 @@ void ClusterInfo::clear() {
   }
 }
 
-void ClusterInfo::add(int k, const pixelVal& sample) {
-  const double* x = sample.v;
-  m_counts[k] += 1;
-  for (int c = 0; c < 3; ++c) m_sums[c][k] += x[c];
-  for (int a = 0; a < 3; ++a)
-    for (int b = a; b < 3; ++b) m_productSums[3 * a + b][k] += x[a] * x[b];
-}
-
 void ClusterInfo::complete() {
   for (int a = 1; a < 3; ++a)
     for (int b = 0; b < a; ++b)

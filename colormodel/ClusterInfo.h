@@ -29,7 +29,13 @@ struct ClusterInfo {
   // Adds sample x to component k (0..4, not checked). Only the upper
   // triangle of m_productSums (a <= b) is summed here: x[b] * x[a] equals
   // x[a] * x[b], so the lower triangle would repeat the same sums.
-  void add(int k, const pixelVal& x);
+  void add(int k, const pixelVal& x) {
+    const double* v = x.v;
+    m_counts[k] += 1;
+    for (int c = 0; c < 3; ++c) m_sums[c][k] += v[c];
+    for (int a = 0; a < 3; ++a)
+      for (int b = a; b < 3; ++b) m_productSums[3 * a + b][k] += v[a] * v[b];
+  }
   // Copies the upper triangle into the lower one, after the last add.
   void complete();
 
