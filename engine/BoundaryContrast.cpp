@@ -65,9 +65,8 @@ void contrastSumsOfMasks(const IplImage* const* masks, int count, const IplImage
   const int w = masks[0]->width, h = masks[0]->height;
   for (int k = 1; k < count; ++k)
     if (!masks[k] || masks[k]->width != w || masks[k]->height != h) return;
-  // The eight neighbours in contrastSums' order.
-  const int dy[8] = {-1, -1, -1, 0, 0, 1, 1, 1}, dx[8] = {-1, 0, 1, -1, 1, -1, 0, 1};
   for (int y = 1; y < h - 1; ++y) {
+    const uint8_t* colours[3] = {imageRow(image, y - 1), imageRow(image, y), imageRow(image, y + 1)};
     const uint8_t* rows[kMaxSharedMasks][3];
     for (int k = 0; k < count; ++k)
       for (int r = 0; r < 3; ++r) rows[k][r] = imageRow(masks[k], y - 1 + r);
@@ -75,11 +74,25 @@ void contrastSumsOfMasks(const IplImage* const* masks, int count, const IplImage
       unsigned inside = 0;  // bit k: an object pixel of mask k
       for (int k = 0; k < count; ++k) inside |= unsigned(rows[k][1][x] == kObject) << k;
       if (!inside) continue;
-      const uint8_t* c = imageRow(image, y) + 3 * x;
-      for (int n = 0; n < 8; ++n) {
-        const float d = colourDistanceExact(c, imageRow(image, y + dy[n]) + 3 * (x + dx[n]));
-        for (int k = 0; k < count; ++k)
-          if (inside >> k & 1) addPair(sums[k], rows[k][1 + dy[n]][x + dx[n]] == kObject, d);
+      // The eight neighbours in contrastSums' order: the row above left to
+      // right, left, right, the row below left to right.
+      const uint8_t* c = colours[1] + 3 * x;
+      const float d[8] = {colourDistanceExact(c, colours[0] + 3 * (x - 1)), colourDistanceExact(c, colours[0] + 3 * x),
+                          colourDistanceExact(c, colours[0] + 3 * (x + 1)), colourDistanceExact(c, c - 3),
+                          colourDistanceExact(c, c + 3),                     colourDistanceExact(c, colours[2] + 3 * (x - 1)),
+                          colourDistanceExact(c, colours[2] + 3 * x),       colourDistanceExact(c, colours[2] + 3 * (x + 1))};
+      for (int k = 0; k < count; ++k) {
+        if (!(inside >> k & 1)) continue;
+        const uint8_t* const* m = rows[k];
+        ContrastSums& s = sums[k];
+        addPair(s, m[0][x - 1] == kObject, d[0]);
+        addPair(s, m[0][x] == kObject, d[1]);
+        addPair(s, m[0][x + 1] == kObject, d[2]);
+        addPair(s, m[1][x - 1] == kObject, d[3]);
+        addPair(s, m[1][x + 1] == kObject, d[4]);
+        addPair(s, m[2][x - 1] == kObject, d[5]);
+        addPair(s, m[2][x] == kObject, d[6]);
+        addPair(s, m[2][x + 1] == kObject, d[7]);
       }
     }
   }
