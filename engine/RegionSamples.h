@@ -53,7 +53,8 @@ class RegionSamples {
   // planes in grey mode) for this edit. False when memory is short (the
   // allocator logs it) or there is no region: ready() stays false and the
   // callers compute every pixel the plain way. Cost: one hash probe per
-  // pixel; 4 bytes per pixel and 20 per distinct sample.
+  // pixel; 4 bytes per pixel and 17 per distinct sample, and a table of
+  // 256 KB while indexing (more for a region of more than 32 K colours).
   bool index(const KORUSEHybrid& engine);
   bool ready() const { return m_sampleOf != nullptr; }
 
