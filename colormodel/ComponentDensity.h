@@ -23,25 +23,6 @@ inline double componentDensity(const KORUSEColorModel& m, int k, const pixelVal&
   return m.m_normFactors[k] * std::exp(-0.5 * quadraticForm(m.m_inverseCovariances[k], m.m_means[k], x));
 }
 
-// GMMProb(x) and assignCluster(x) in one pass over the components: the
-// mixture density is returned and the component of the largest unweighted
-// density (ties and all-zero: the lower index) written to *nearest. The
-// same operations in the same order as the two separate calls.
-inline double densityAndNearest(const KORUSEColorModel& m, const pixelVal& x, int* nearest) {
-  double sum = 0.0, bestDensity = 0.0;
-  int best = 0;
-  for (int k = 0; k < kNumComponents; ++k) {
-    const double p = componentDensity(m, k, x);
-    sum += m.m_weights[k] * p;
-    if (k == 0 || p > bestDensity) {
-      best = k;
-      bestDensity = p;
-    }
-  }
-  *nearest = best;
-  return sum;
-}
-
 // ---- all components side by side ---------------------------------------------
 
 // A model's means and inverses value by value, two components to a register
@@ -80,7 +61,10 @@ struct PackedComponents {
   }
 };
 
-// densityAndNearest of the model packed.
+// GMMProb(x) and assignCluster(x) of the model packed, in one pass over the
+// components: the mixture density is returned and the component of the
+// largest unweighted density (ties and all-zero: the lower index) written to
+// *nearest. The same operations in the same order as the two separate calls.
 inline double densityAndNearest(const PackedComponents& m, const pixelVal& x, int* nearest) {
   static_assert(kNumComponents == 5, "components are paired as 0-1, 2-3, 4");
   const DoublePair x0 = {x.v[0], x.v[0]}, x1 = {x.v[1], x.v[1]}, x2 = {x.v[2], x.v[2]};
