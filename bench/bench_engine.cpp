@@ -7,6 +7,7 @@
 #include "SyntheticScene.h"
 #include "colormodel/TrainingData.h"
 #include "engine/KORUSEHybrid.h"
+#include "engine/RegionSamples.h"
 #include "interface/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
 
@@ -44,8 +45,9 @@ static void BM_SetLabelImage(benchmark::State& state) {
 }
 BENCHMARK(BM_SetLabelImage)->Args({4000, 3000})->Unit(benchmark::kMillisecond);
 
-// The region graph of a whole 320 x 240 working image with trained models.
-static void BM_ConstructGraph(benchmark::State& state) {
+// A whole 320 x 240 working image as the region, with models trained on a
+// box of probable object; the engine is left ready for a cut.
+static KORUSEHybrid& regionWithModels() {
   openScene(320, 240);
   KORUSEHybrid& e = *pHybrid;
   std::vector<int> marks(320 * 240, 0);
@@ -66,9 +68,39 @@ static void BM_ConstructGraph(benchmark::State& state) {
   e.m_fgModel.setInverseCovariance();
   e.m_bgModel.setInverseCovariance();
   e.graphSpaceAllocator();
+  return e;
+}
+
+// The plain build: every soft pixel's densities computed on the spot.
+static void BM_ConstructGraph(benchmark::State& state) {
+  KORUSEHybrid& e = regionWithModels();
   for (auto _ : state) e.constructGraphKORU_Whole_Image();
   state.SetItemsProcessed(state.iterations() * 320 * 240);
   e.clearMemory();
   deinitSegmentation();
 }
 BENCHMARK(BM_ConstructGraph)->Unit(benchmark::kMillisecond);
+
+// The driver's build. Arg 0: the models change before every build (as in
+// cuts 1, 4 and 5: each distinct colour evaluated once); arg 1: they stay
+// (cuts 2 and 3: every capacity reused).
+static void BM_BuildRegionGraph(benchmark::State& state) {
+  KORUSEHybrid& e = regionWithModels();
+  RegionSamples samples;
+  samples.index(e);
+  const KORUSEColorModel models[2] = {e.m_fgModel, [&] {
+                                        KORUSEColorModel m = e.m_fgModel;
+                                        m.m_weights[0] *= 0.5;  // another model, bit for bit
+                                        return m;
+                                      }()};
+  const bool keep = state.range(0) == 1;
+  int round = 0;
+  for (auto _ : state) {
+    if (!keep) e.m_fgModel = models[round++ % 2];
+    buildRegionGraph(e, samples);
+  }
+  state.SetItemsProcessed(state.iterations() * 320 * 240);
+  e.clearMemory();
+  deinitSegmentation();
+}
+BENCHMARK(BM_BuildRegionGraph)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);

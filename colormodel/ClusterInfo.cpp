@@ -5,16 +5,36 @@
 #include "support/KORULog.h"
 
 ClusterInfo::ClusterInfo(std::vector<int> labels, std::vector<pixelVal> samples) {
-  for (int k = 0; k < kNumComponents; ++k) {
-    m_counts[k] = 0;
-    for (int c = 0; c < 3; ++c) m_sums[c][k] = 0.0;
-    for (int e = 0; e < 9; ++e) m_productSums[e][k] = 0.0;
-  }
   std::size_t n = samples.size();
   if (labels.size() != n) {
     logBadCall("ClusterInfo", "label and sample counts differ");
     if (labels.size() < n) n = labels.size();
   }
+  accumulate(labels.data(), samples.data(), n);
+}
+
+ClusterInfo::ClusterInfo(const int* labels, const pixelVal* samples, std::size_t n) {
+  accumulate(labels, samples, n);
+}
+
+ClusterInfo::ClusterInfo() { clear(); }
+
+void ClusterInfo::clear() {
+  for (int k = 0; k < kNumComponents; ++k) {
+    m_counts[k] = 0;
+    for (int c = 0; c < 3; ++c) m_sums[c][k] = 0.0;
+    for (int e = 0; e < 9; ++e) m_productSums[e][k] = 0.0;
+  }
+}
+
+void ClusterInfo::complete() {
+  for (int a = 1; a < 3; ++a)
+    for (int b = 0; b < a; ++b)
+      for (int k = 0; k < kNumComponents; ++k) m_productSums[3 * a + b][k] = m_productSums[3 * b + a][k];
+}
+
+void ClusterInfo::accumulate(const int* labels, const pixelVal* samples, std::size_t n) {
+  clear();
   bool reported = false;
   for (std::size_t i = 0; i < n; ++i) {
     const int k = labels[i];
@@ -23,12 +43,9 @@ ClusterInfo::ClusterInfo(std::vector<int> labels, std::vector<pixelVal> samples)
       reported = true;
       continue;
     }
-    const double* x = samples[i].v;
-    m_counts[k] += 1;
-    for (int c = 0; c < 3; ++c) m_sums[c][k] += x[c];
-    for (int a = 0; a < 3; ++a)
-      for (int b = 0; b < 3; ++b) m_productSums[3 * a + b][k] += x[a] * x[b];
+    add(k, samples[i]);
   }
+  complete();
 }
 
 void setComponentsFromClusters(const ClusterInfo& info, int n, KORUSEColorModel& model) {
@@ -43,4 +60,9 @@ void setComponentsFromClusters(const ClusterInfo& info, int n, KORUSEColorModel&
       for (int b = 0; b < 3; ++b)
         model.m_covariances[k][3 * a + b] = info.m_productSums[3 * a + b][k] / m - mean[a] * mean[b];
   }
+}
+
+void setComponentsAndDeterminants(const ClusterInfo& info, int n, KORUSEColorModel& model) {
+  setComponentsFromClusters(info, n, model);
+  model.setDeterminant();
 }

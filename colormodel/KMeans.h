@@ -2,9 +2,12 @@
 // the distance pass of every iteration runs on kKMeansThreads POSIX threads,
 // all joined before the iteration is reduced.
 //
-// Points are an array of n pointers, each to three doubles; labels an array
-// of n ints that receives the cluster (0..4) of every point.
+// Points are an array of n pointers, each to three doubles (or packed 8-bit
+// samples, kMeansPacked); labels an array of n ints that receives the
+// cluster (0..4) of every point.
 #pragma once
+
+#include <cstdint>
 
 #include "colormodel/KORUSEColorModel.h"
 
@@ -26,6 +29,7 @@ struct KMeansWork {
   double sums[kNumComponents][3];   // sum of the values of the points taken per cluster
   double counts[kNumComponents];    // points taken per cluster
   double error;                     // sum of squared distances to the chosen centres
+  const uint32_t* packed;           // or, with points null: the points as packed 8-bit samples
 };
 
 // Clusters the points: k-means++ seeds, then at most maxIterations passes,
@@ -36,6 +40,12 @@ struct KMeansWork {
 // logged and nothing is done. Cost per iteration: 5n distances, 4 threads.
 void k_means(double** points, int* labels, int n, double epsilon, int maxIterations,
              double** centres);
+
+// k_means on n packed 8-bit samples (bytes 0, 1, 2 of a word are the
+// three values): the same clustering, labels and rand() use bit for bit as
+// k_means on points holding those values as doubles, without them. Null
+// arrays or n < 1 are logged and nothing is done.
+void kMeansPacked(const uint32_t* samples, int* labels, int n, double epsilon, int maxIterations);
 
 // k-means++ seeding of k centres, written as point indexes into chosen.
 // Reproducible: the C library generator is seeded with n, then with the

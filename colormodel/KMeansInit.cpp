@@ -5,11 +5,10 @@
 #include <cfloat>
 #include <cstddef>
 #include <limits>
-#include <new>
-#include <utility>
 
 #include "colormodel/ClusterInfo.h"
 #include "colormodel/KMeans.h"
+#include "colormodel/PackedSample.h"
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
 
@@ -19,15 +18,6 @@ namespace {
 // all, and after at most 10 iterations.
 constexpr double kKMeansTolerance = 0.0;
 constexpr int kKMeansMaxIterations = 10;
-
-// Components from the labels, then the determinants (steps shared by both
-// initialisers). Takes the labels by value: ClusterInfo wants its own copy.
-void componentsFromLabels(std::vector<int> labels, const std::vector<pixelVal>& samples,
-                          KORUSEColorModel& model) {
-  ClusterInfo info(std::move(labels), samples);
-  setComponentsFromClusters(info, static_cast<int>(samples.size()), model);
-  model.setDeterminant();
-}
 
 float clampToFloat(double x) {
   if (x > FLT_MAX) return FLT_MAX;
@@ -44,32 +34,29 @@ void initModelWithKmeansKORU(const std::vector<pixelVal>& samples, KORUSEColorMo
     return;
   }
   const int n = static_cast<int>(samples.size());
-  // One block for all point copies instead of one allocation per point.
-  double* values = static_cast<double*>(
-      KORU_Malloc_Msg(sizeof(double) * 3 * n, "initModelWithKmeansKORU", __LINE__));
+  // k_means only reads the points: they point into the samples themselves.
   double** points =
       static_cast<double**>(KORU_Malloc_Msg(sizeof(double*) * n, "initModelWithKmeansKORU", __LINE__));
   int* labels = static_cast<int*>(KORU_Calloc_Msg(n, sizeof(int), "initModelWithKmeansKORU", __LINE__));
-  if (values && points && labels) {
-    for (int i = 0; i < n; ++i) {
-      points[i] = values + 3 * i;
-      for (int c = 0; c < 3; ++c) points[i][c] = samples[i].v[c];
-    }
+  if (points && labels) {
+    for (int i = 0; i < n; ++i) points[i] = const_cast<double*>(samples[i].v);
     k_means(points, labels, n, kKMeansTolerance, kKMeansMaxIterations, nullptr);
+    setComponentsAndDeterminants(ClusterInfo(labels, samples.data(), samples.size()), n, model);
   }
-  bool clustered = values && points && labels;
-  try {
-    std::vector<int> labelVector;
-    if (clustered) labelVector.assign(labels, labels + n);
-    if (values) KORU_Free_Msg(values, "initModelWithKmeansKORU", __LINE__);
-    if (points) KORU_Free_Msg(points, "initModelWithKmeansKORU", __LINE__);
-    if (labels) KORU_Free_Msg(labels, "initModelWithKmeansKORU", __LINE__);
-    labels = nullptr;
-    if (clustered) componentsFromLabels(std::move(labelVector), samples, model);
-  } catch (const std::bad_alloc&) {
-    logBadCall("initModelWithKmeansKORU", "out of memory; model kept");
-    if (labels) KORU_Free_Msg(labels, "initModelWithKmeansKORU", __LINE__);
-  }
+  if (points) KORU_Free_Msg(points, "initModelWithKmeansKORU", __LINE__);
+  if (labels) KORU_Free_Msg(labels, "initModelWithKmeansKORU", __LINE__);
+}
+
+void initModelWithKmeansPacked(const uint32_t* samples, int n, KORUSEColorModel& model) {
+  if (n < kMinClusteringSamples || !samples) return;
+  int* labels = static_cast<int*>(KORU_Calloc_Msg(n, sizeof(int), "initModelWithKmeansPacked", __LINE__));
+  if (!labels) return;
+  kMeansPacked(samples, labels, n, kKMeansTolerance, kKMeansMaxIterations);
+  ClusterInfo info;
+  for (int i = 0; i < n; ++i) info.add(labels[i], unpackSample(samples[i]));
+  info.complete();
+  setComponentsAndDeterminants(info, n, model);
+  KORU_Free_Msg(labels, "initModelWithKmeansPacked", __LINE__);
 }
 
 void initModelWithKmeans(const std::vector<pixelVal>& samples, KORUSEColorModel& model) {
@@ -81,7 +68,8 @@ void initModelWithKmeans(const std::vector<pixelVal>& samples, KORUSEColorModel&
     cv::kmeans(data, kNumComponents, labels,
                cv::TermCriteria(cv::TermCriteria::COUNT, kKMeansMaxIterations, kKMeansTolerance),
                0 /* attempts: OpenCV makes one */, cv::KMEANS_PP_CENTERS, cv::noArray());
-    componentsFromLabels(std::vector<int>(labels.begin<int>(), labels.end<int>()), samples, model);
+    const ClusterInfo info(std::vector<int>(labels.begin<int>(), labels.end<int>()), samples);
+    setComponentsAndDeterminants(info, static_cast<int>(samples.size()), model);
   } catch (const cv::Exception& e) {
     logBadCall("initModelWithKmeans", e.what());
   } catch (const std::exception& e) {

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "colormodel/ComponentDensity.h"
 #include "interface/KORUSEMarker.h"
 #include "support/KORULog.h"
 
@@ -30,15 +31,6 @@ void inverse3(const double* c, double det, double* inv) {
   inv[6] = (c[3] * c[7] - c[4] * c[6]) / det;
   inv[7] = (c[1] * c[6] - c[0] * c[7]) / det;
   inv[8] = (c[0] * c[4] - c[1] * c[3]) / det;
-}
-
-// q = d' A d, summed column by column: q = sum_j d_j * sum_i A[3i+j] d_i.
-inline double quadraticForm(const double* a, const double* mean, const pixelVal& x) {
-  const double d0 = x.v[0] - mean[0];
-  const double d1 = x.v[1] - mean[1];
-  const double d2 = x.v[2] - mean[2];
-  return d0 * (a[0] * d0 + a[3] * d1 + a[6] * d2) + d1 * (a[1] * d0 + a[4] * d1 + a[7] * d2) +
-         d2 * (a[2] * d0 + a[5] * d1 + a[8] * d2);
 }
 
 bool validComponent(int k, const char* function) {
@@ -107,19 +99,12 @@ void KORUSEColorModel::setInverseCovariance() {
 
 double KORUSEColorModel::gaussianProb(int k, pixelVal x) const {
   if (!validComponent(k, "gaussianProb")) return 0.0;
-  if (m_determinants[k] == 0) return 0.0;
-  return m_normFactors[k] * std::exp(-0.5 * quadraticForm(m_inverseCovariances[k], m_means[k], x));
+  return componentDensity(*this, k, x);
 }
 
 double KORUSEColorModel::GMMProb(pixelVal x) const {
   double sum = 0.0;
-  for (int k = 0; k < kNumComponents; ++k) {
-    const double density =
-        m_determinants[k] == 0
-            ? 0.0
-            : m_normFactors[k] * std::exp(-0.5 * quadraticForm(m_inverseCovariances[k], m_means[k], x));
-    sum += m_weights[k] * density;
-  }
+  for (int k = 0; k < kNumComponents; ++k) sum += m_weights[k] * componentDensity(*this, k, x);
   return sum;
 }
 

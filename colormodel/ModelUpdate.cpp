@@ -4,9 +4,9 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
-#include <new>
 
 #include "colormodel/ClusterInfo.h"
+#include "colormodel/ComponentDensity.h"
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
 
@@ -35,7 +35,7 @@ int KORUSEColorModel::assignCluster(pixelVal x) const {
   int best = 0;
   double bestDensity = 0.0;
   for (int k = 0; k < kNumComponents; ++k) {
-    const double p = gaussianProb(k, x);
+    const double p = componentDensity(*this, k, x);
     if (k == 0 || p > bestDensity) {  // strict: ties keep the lower index
       best = k;
       bestDensity = p;
@@ -57,17 +57,9 @@ void updateModel(const std::vector<pixelVal>& samples, KORUSEColorModel& model) 
     return;
   }
   for (std::size_t i = 0; i < n; ++i) assigned[i] = model.assignCluster(samples[i]);
-  try {
-    std::vector<int> labels(assigned, assigned + n);
-    KORU_Free_Msg(assigned, "updateModel", __LINE__);
-    assigned = nullptr;
-    ClusterInfo info(labels, samples);
-    setComponentsFromClusters(info, static_cast<int>(n), model);
-  } catch (const std::bad_alloc&) {
-    logBadCall("updateModel", "out of memory; model kept");
-    if (assigned) KORU_Free_Msg(assigned, "updateModel", __LINE__);
-  }
-  model.setDeterminant();
+  const ClusterInfo info(assigned, samples.data(), n);
+  KORU_Free_Msg(assigned, "updateModel", __LINE__);
+  setComponentsAndDeterminants(info, static_cast<int>(n), model);
 }
 
 void updateModel(const std::vector<pixelVal>& first, const std::vector<pixelVal>& second,

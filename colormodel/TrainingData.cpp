@@ -11,10 +11,6 @@
 
 namespace {
 
-// Tops up a set too small to cluster; an empty region thus gets a model of
-// one component at this colour.
-const pixelVal kFillerSample = {{10.0, 20.0, 30.0}};
-
 inline bool isObjectLabel(unsigned char l) { return l == MARK_OBJECT || l == MARK_PROBABLE_OBJECT; }
 inline bool isBackgroundLabel(unsigned char l) {
   return l == MARK_BACKGROUND || l == MARK_PROBABLE_BACKGROUND;

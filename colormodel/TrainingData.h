@@ -12,8 +12,11 @@
 #include "colormodel/KORUSEColorModel.h"
 
 // A set never reaches a model with fewer samples than this: it is topped up
-// with the filler sample (10, 20, 30).
+// with the filler sample.
 constexpr int kMinTrainingSamples = 5;
+// Tops up a set too small to cluster; an empty region thus gets a model of
+// one component at this colour.
+constexpr pixelVal kFillerSample = {{10.0, 20.0, 30.0}};
 
 // A sample with a score (the fourth value), for sorting samples by score.
 struct vec4 {

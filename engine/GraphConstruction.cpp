@@ -1,39 +1,90 @@
 // The region's flow graph for one cut: data capacities from the two colour
 // models and the labels, smoothness capacities from the stored contrast
 // weights scaled by m_lambda.
-#include <cmath>
-
+//
+// constructGraphKORU_Whole_Image is the plain build, every soft pixel's
+// densities computed on the spot; buildRegionGraph, which the driver uses,
+// takes them from the edit's RegionSamples and must give the same graph.
 #include "engine/KORUSEHybrid.h"
+#include "engine/RegionSamples.h"
 #include "engine/RegionGraph.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/KORUSEMarker.h"
 #include "support/ImageRows.h"
 
 namespace {
-// Below this the two log-likelihoods of a grey pixel count as equal.
-const float kGreyTieTolerance = 0.0001f;
+const DataTerm kHardBackground = {0.0, kHardCapacity};
+const DataTerm kHardObject = {kHardCapacity, 0.0};
+
+// The smoothness edges of every region node, in node order: m_lambda times
+// the stored weight at the pixel's place in the working image.
+void addRegionEdges(KORUSEHybrid& e) {
+  const int w = e.m_roiWidth, h = e.m_roiHeight;
+  const int x0 = KORUSEMarker::m_xMinBBox, y0 = KORUSEMarker::m_yMinBBox;
+  const double lambda = e.m_lambda;
+  for (int r = 0; r < h; ++r)
+    for (int c = 0; c < w; ++c) {
+      const float* weights = e.m_nlinks + 4 * (static_cast<size_t>(y0 + r) * e.m_imageWidth + x0 + c);
+      addGridEdges(*e.m_graph, w, r, c, [&](int slot) { return static_cast<float>(lambda * weights[slot]); });
+    }
+}
+
+// The same edges, row by row: which of a node's four neighbours lie in the
+// region depends only on whether it is in the first row, the first or the
+// last column, so the inner columns need no test per edge.
+void addRegionEdgesByRow(KORUSEHybrid& e) {
+  KORUSEGraph& graph = *e.m_graph;
+  const int w = e.m_roiWidth, h = e.m_roiHeight;
+  const int x0 = KORUSEMarker::m_xMinBBox, y0 = KORUSEMarker::m_yMinBBox;
+  const double lambda = e.m_lambda;
+  auto absent = [&](int node) { graph.addEdge(node, -1, 0.0f, 0.0f, true); };
+  auto present = [&](int node, int neighbour, float weight) {
+    const float cap = static_cast<float>(lambda * weight);
+    graph.addEdge(node, neighbour, cap, cap, false);
+  };
+  for (int r = 0; r < h; ++r) {
+    const float* weights = e.m_nlinks + 4 * (static_cast<size_t>(y0 + r) * e.m_imageWidth + x0);
+    const int row = r * w, up = row - w;
+    if (r == 0) {  // only left neighbours
+      for (int c = 0; c < w; ++c) {
+        if (c > 0)
+          present(c, c - 1, weights[4 * c]);
+        else
+          absent(c);
+        absent(c), absent(c), absent(c);
+      }
+      continue;
+    }
+    absent(row), absent(row);  // column 0: upper and upper-right only
+    present(row, up, weights[2]);
+    if (w > 1)
+      present(row, up + 1, weights[3]);
+    else
+      absent(row);
+    for (int c = 1; c < w - 1; ++c) {
+      const float* s = weights + 4 * c;
+      const int node = row + c;
+      present(node, node - 1, s[0]);
+      present(node, up + c - 1, s[1]);
+      present(node, up + c, s[2]);
+      present(node, up + c + 1, s[3]);
+    }
+    if (w > 1) {  // last column: no upper-right
+      const int c = w - 1, node = row + c;
+      const float* s = weights + 4 * c;
+      present(node, node - 1, s[0]);
+      present(node, up + c - 1, s[1]);
+      present(node, up + c, s[2]);
+      absent(node);
+    }
+  }
+}
 }  // namespace
 
 void KORUSEHybrid::constructGraphKORU() {}
 
-// (source, sink) capacities of one soft pixel: -ln of the other side's density.
-static DataTerm colourDataTerm(const KORUSEColorModel& fg, const KORUSEColorModel& bg,
-                               const uint8_t* c) {
-  const pixelVal sample{{double(c[0]), double(c[1]), double(c[2])}};
-  return {-std::log(bg.GMMProb(sample)), -std::log(fg.GMMProb(sample))};
-}
-
-static DataTerm greyDataTerm(const KORUSEColorModel& fg, const KORUSEColorModel& bg,
-                             const pixelVal& sample) {
-  double a = std::log(bg.GMMProb(sample));
-  const double b = std::log(fg.GMMProb(sample));
-  if (static_cast<float>(std::fabs(b - a)) < kGreyTieTolerance) a = b;
-  return {-a, -b};
-}
-
 void KORUSEHybrid::constructGraphKORU_Whole_Image() {
   const int w = m_roiWidth, h = m_roiHeight;
-  const int x0 = KORUSEMarker::m_xMinBBox, y0 = KORUSEMarker::m_yMinBBox;
   m_graph->reset();
   m_graph->addNode(w * h);
 
@@ -42,25 +93,38 @@ void KORUSEHybrid::constructGraphKORU_Whole_Image() {
       const uint8_t label = *imagePixel(m_roiLabel, c, r);
       DataTerm term;
       if (label == MARK_BACKGROUND) {
-        term = {0.0, kHardCapacity};
+        term = kHardBackground;
       } else if (label == MARK_OBJECT) {
-        term = {kHardCapacity, 0.0};
-      } else if (!KORUSEMarker::m_isGreyScale) {
-        term = colourDataTerm(m_fgModel, m_bgModel, imagePixel(m_roiImage, c, r));
+        term = kHardObject;
       } else {
-        const pixelVal sample{{double(*imagePixel(m_roiImage, c, r)),
-                               double(*imagePixel(KORUSEMarker::m_texHor, x0 + c, y0 + r)),
-                               double(*imagePixel(KORUSEMarker::m_texVer, x0 + c, y0 + r))}};
-        term = greyDataTerm(m_fgModel, m_bgModel, sample);
+        uint8_t sample[3];
+        regionSample(*this, r, c, sample);
+        term = sampleDataTerm(m_fgModel, m_bgModel, KORUSEMarker::m_isGreyScale, sample);
       }
       addDataTerm(*m_graph, r * w + c, term);
     }
+  addRegionEdges(*this);
+}
 
-  for (int r = 0; r < h; ++r)
+void buildRegionGraph(KORUSEHybrid& e, RegionSamples& samples) {
+  if (!samples.ready()) return e.constructGraphKORU_Whole_Image();
+  const int w = e.m_roiWidth, h = e.m_roiHeight;
+  KORUSEGraph& graph = *e.m_graph;
+  graph.rewind();
+  graph.addNode(w * h);
+
+  samples.follow(e.m_fgModel, e.m_bgModel);
+  const TerminalCapacities background = terminalCapacities(kHardBackground);
+  const TerminalCapacities object = terminalCapacities(kHardObject);
+  for (int r = 0; r < h; ++r) {
+    const uint8_t* labels = imageRow(e.m_roiLabel, r);
     for (int c = 0; c < w; ++c) {
-      const float* weights = m_nlinks + 4 * (static_cast<size_t>(y0 + r) * m_imageWidth + x0 + c);
-      addGridEdges(*m_graph, w, r, c, [&](int slot) {
-        return static_cast<float>(m_lambda * weights[slot]);
-      });
+      const int node = r * w + c;
+      const TerminalCapacities t = labels[c] == MARK_BACKGROUND ? background
+                                   : labels[c] == MARK_OBJECT   ? object
+                                                                : samples.at(node).capacities;
+      graph.addtWeights(node, t.source, t.sink);
     }
+  }
+  addRegionEdgesByRow(e);
 }

@@ -14,8 +14,11 @@
 //   PreProcess.cpp          grey test, texture planes, region tightening
 //   SmoothnessWeights.cpp   contrast weights of the whole working image
 //   GraphConstruction.cpp   the region's flow graph for one cut
+//   RegionSamples.cpp       the region's colours and what the models make of
+//                           them, shared by the cuts and model steps of an edit
 //   Segment.cpp             the five-pass driver
 //   WeightSelection.cpp     choosing the smoothness weight
+//   BoundaryContrast.cpp    its colour test of a labelling's boundary
 //   PostProcess.cpp         cleaning and merging result masks
 //   Refinement.cpp          full-resolution cut in the boundary band
 #pragma once

@@ -13,11 +13,22 @@ struct DataTerm {
   double sink;    // capacity to the sink (background side)
 };
 
+// The two terminal capacities of a node as addtWeights receives them.
+struct TerminalCapacities {
+  float source;
+  float sink;
+};
+
 // A colour neither model explains (both densities 0) would give inf - inf in
 // the graph: it prefers neither side, so it gets no terminal capacity.
-inline void addDataTerm(KORUSEGraph& graph, int node, DataTerm term) {
+inline TerminalCapacities terminalCapacities(DataTerm term) {
   if (std::isinf(term.source) && std::isinf(term.sink)) term = {0.0, 0.0};
-  graph.addtWeights(node, static_cast<float>(term.source), static_cast<float>(term.sink));
+  return {static_cast<float>(term.source), static_cast<float>(term.sink)};
+}
+
+inline void addDataTerm(KORUSEGraph& graph, int node, DataTerm term) {
+  const TerminalCapacities c = terminalCapacities(term);
+  graph.addtWeights(node, c.source, c.sink);
 }
 
 // Slot order of a node's four stored edges: left, upper-left, upper, upper-right.

@@ -18,6 +18,7 @@
 #include "colormodel/TrainingData.h"
 #include "engine/KORUSEHybrid.h"
 #include "engine/ModelSteps.h"
+#include "engine/RegionSamples.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/KORUSEMarker.h"
 #include "support/KORUTimer.h"
@@ -31,24 +32,32 @@ const int kSnapshots = 3;  // labellings kept after cuts 1 to 3
 // Refits or re-initialises the models for one pass; returns whether the
 // weight keeps switching.
 static bool modelStep(KORUSEHybrid& engine, int mode, bool firstPass, bool switching,
-                      std::vector<pixelVal>& object, std::vector<pixelVal>& background) {
+                      std::vector<pixelVal>& object, std::vector<pixelVal>& background,
+                      RegionSamples& samples) {
   if (mode == KEEP_MODELS) return switching;
-  extractTrainingData(engine.m_roiImage, engine.m_roiLabel, object, background);
+  // Straight from the region's samples where it can be read so; otherwise
+  // through the sample vectors.
   if (mode == UPDATE_MODELS) {
-    updateModel(object, background, engine.m_fgModel, engine.m_bgModel);
+    if (!refitRegionModels(engine, samples)) {
+      extractTrainingData(engine.m_roiImage, engine.m_roiLabel, object, background);
+      updateModel(object, background, engine.m_fgModel, engine.m_bgModel);
+    }
     engine.homogenousLamda(1);  // the flag alone decides after pass 0
     return switching;
   }
-  initModel(background, engine.m_bgModel, 10);
-  initModel(object, engine.m_fgModel, 10);
+  if (!initRegionModels(engine, samples)) {
+    extractTrainingData(engine.m_roiImage, engine.m_roiLabel, object, background);
+    initModel(background, engine.m_bgModel, 10);
+    initModel(object, engine.m_fgModel, 10);
+  }
   return engine.homogenousLamda(firstPass ? 0 : 1);
 }
 
 // One cut: the region's graph with the current models and weight, its
 // minimum cut, and the new labels.
-static void cut(KORUSEHybrid& engine, int pass) {
+static void cut(KORUSEHybrid& engine, int pass, RegionSamples& samples) {
   traceStage("graph", pass + 1);
-  engine.constructGraphKORU_Whole_Image();
+  buildRegionGraph(engine, samples);
   traceStage("search", pass + 1);
   engine.m_graph->maxFlow();
   engine.updateLabelImage();
@@ -71,6 +80,8 @@ IplImage* KORUSEHybrid::segment() {
     return nullptr;
   }
   m_roiInitialLabel = cvCloneImage(m_roiLabel);
+  RegionSamples samples;  // what the models make of the region's colours, shared by the passes
+  samples.index(*this);
   m_lambda = kHomogeneousLambda;
   KORUSEMarker::m_noiseLevel = kNoiseLevel;
 
@@ -79,9 +90,9 @@ IplImage* KORUSEHybrid::segment() {
   for (int k = 0; k < kPasses; ++k) {
     traceStage("models", k + 1);
     if (switching) mode = parallelLamdaSwtich(k);
-    switching = modelStep(*this, mode, k == 0, switching, object, background);
+    switching = modelStep(*this, mode, k == 0, switching, object, background, samples);
     if (k == 0) mode = UPDATE_MODELS;
-    cut(*this, k);
+    cut(*this, k, samples);
     if (k < kSnapshots) m_iterLabel[k] = cvCloneImage(m_roiLabel);
     if (cancelSegmentation()) {
       __android_log_print(ANDROID_LOG_ERROR, "Error", "Segmentation canceled due to timeout");

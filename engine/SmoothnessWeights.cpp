@@ -4,7 +4,6 @@
 #include <cstdlib>
 
 #include "engine/KORUSEHybrid.h"
-#include "engine/RegionGraph.h"
 #include "engine/SmoothnessTable.h"
 #include "interface/KORUSEMarker.h"
 #include "support/KORUMemory.h"
@@ -20,19 +19,26 @@ inline int squaredDistance(const uint8_t* a, const uint8_t* b) {
 // The sum wraps in 32 bits like the phone build's; a sum below 1 gives 0.
 double contrastBeta(const IplImage* image) {
   const int w = image->width, h = image->height;
-  uint32_t sum = 0;
-  for (int y = 0; y < h; ++y)
-    for (int x = 0; x < w; ++x)
-      for (int s = 0; s < 4; ++s) {
-        const int nx = x + kSlotDx[s], ny = y + kSlotDy[s];
-        if (nx >= 0 && nx < w && ny >= 0)
-          sum += static_cast<uint32_t>(squaredDistance(imagePixel(image, x, y), imagePixel(image, nx, ny)));
-      }
+  uint32_t sum = 0;  // wrapping integer sum: the order of the pairs does not matter
+  for (int y = 0; y < h; ++y) {
+    const uint8_t* row = imageRow(image, y);
+    const uint8_t* up = y > 0 ? imageRow(image, y - 1) : nullptr;
+    for (int x = 0; x < w; ++x) {
+      const uint8_t* p = row + 3 * x;
+      if (x > 0) sum += static_cast<uint32_t>(squaredDistance(p, p - 3));
+      if (!up) continue;
+      if (x > 0) sum += static_cast<uint32_t>(squaredDistance(p, up + 3 * (x - 1)));
+      sum += static_cast<uint32_t>(squaredDistance(p, up + 3 * x));
+      if (x < w - 1) sum += static_cast<uint32_t>(squaredDistance(p, up + 3 * (x + 1)));
+    }
+  }
   const int32_t s = static_cast<int32_t>(sum);
   if (w < 1 || h < 1 || s < 1) return 0.0;
   const double pairs = 4.0 * w * h - 3.0 * w - 3.0 * h + 2.0;
   return pairs / (2.0 * s);
 }
+
+inline float diagonal(float weight) { return static_cast<float>(weight * double(kDiagonalFactor)); }
 }  // namespace
 
 void KORUSEHybrid::computeNlinks() {
@@ -51,19 +57,23 @@ void KORUSEHybrid::computeNlinks() {
   }
   fillContrastTable(table, m_beta);
 
-  for (int y = 0; y < h; ++y)
-    for (int x = 0; x < w; ++x) {
-      float* slots = m_nlinks + 4 * (static_cast<size_t>(y) * w + x);
-      const uint8_t* p = imagePixel(image, x, y);
-      for (int s = 0; s < 4; ++s) {
-        const int nx = x + kSlotDx[s], ny = y + kSlotDy[s];
-        if (nx < 0 || nx >= w || ny < 0) {
-          slots[s] = 0.0f;
-          continue;
-        }
-        const float weight = contrastWeight(table, p, imagePixel(image, nx, ny));
-        slots[s] = (s == 1 || s == 3) ? static_cast<float>(weight * double(kDiagonalFactor)) : weight;
+  // Slots left, upper-left, upper, upper-right; a neighbour outside the
+  // image gives 0 (row 0 has only left neighbours).
+  for (int y = 0; y < h; ++y) {
+    const uint8_t* row = imageRow(image, y);
+    const uint8_t* up = y > 0 ? imageRow(image, y - 1) : nullptr;
+    float* slots = m_nlinks + 4 * static_cast<size_t>(y) * w;
+    for (int x = 0; x < w; ++x, slots += 4) {
+      const uint8_t* p = row + 3 * x;
+      slots[0] = x > 0 ? contrastWeight(table, p, p - 3) : 0.0f;
+      if (!up) {
+        slots[1] = slots[2] = slots[3] = 0.0f;
+        continue;
       }
+      slots[1] = x > 0 ? diagonal(contrastWeight(table, p, up + 3 * (x - 1))) : 0.0f;
+      slots[2] = contrastWeight(table, p, up + 3 * x);
+      slots[3] = x < w - 1 ? diagonal(contrastWeight(table, p, up + 3 * (x + 1))) : 0.0f;
     }
+  }
   KORU_Free_Msg(table, "computeNlinks", 651);
 }

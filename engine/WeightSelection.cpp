@@ -3,10 +3,11 @@
 // labellings, and the driver continues from it with that candidate's weight.
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
 #include <climits>
-#include <cmath>
 #include <vector>
 
+#include "engine/BoundaryContrast.h"
 #include "engine/KORUSEHybrid.h"
 #include "engine/ModelSteps.h"
 #include "interface/KORUSEMarker.h"
@@ -63,14 +64,15 @@ int keepLargeComponents(const IplImage* labels, IplImage* bin) {
   int largest = 0;
   for (int c = 1; c < n; ++c) largest = std::max(largest, stats.at<int>(c, cv::CC_STAT_AREA));
   const int limit = static_cast<int>(largest * kKeptComponentShare);
+  std::vector<uint8_t> kept(n, 0);  // per component: 255 when it stays
+  for (int c = 1; c < n; ++c) kept[c] = stats.at<int>(c, cv::CC_STAT_AREA) > limit ? 255 : 0;
   int area = 0;
   for (int y = 0; y < binary.rows; ++y) {
     uint8_t* out = binary.ptr<uint8_t>(y);
     const int* id = components.ptr<int>(y);
     for (int x = 0; x < binary.cols; ++x) {
-      const bool keep = id[x] > 0 && stats.at<int>(id[x], cv::CC_STAT_AREA) > limit;
-      out[x] = keep ? 255 : 0;
-      area += keep;
+      out[x] = kept[id[x]];
+      area += out[x] != 0;
     }
   }
   return area;
@@ -105,16 +107,27 @@ int KORUSEHybrid::optimalLamda(IplImage** labels, float*) {
     return -1;
   }
   if (!checkImageSize(labels[0]->width, labels[0]->height, "optimalLamda", 3107)) return -1;
-  IplImage* bin = cvCreateImage(cvGetSize(labels[0]), 8, 1);
+  IplImage* bins[3];
+  for (IplImage*& bin : bins) bin = cvCreateImage(cvGetSize(labels[0]), 8, 1);
   int area[3];
   bool isFramed[3];
-  std::vector<int> passing;
   for (int k = 0; k < 3; ++k) {
-    area[k] = keepLargeComponents(labels[k], bin);
-    isFramed[k] = framed(boxOfObject(bin), bin->width, bin->height, kFrameShare);
-    if (intensityTest(bin) == 1) passing.push_back(k);
+    area[k] = keepLargeComponents(labels[k], bins[k]);
+    isFramed[k] = framed(boxOfObject(bins[k]), bins[k]->width, bins[k]->height, kFrameShare);
   }
-  cvReleaseImage(&bin);
+  // The three colour tests read one image: each neighbour distance once.
+  int colours[3];
+  if (m_roiImage && m_roiImage->width == bins[0]->width && m_roiImage->height == bins[0]->height) {
+    ContrastSums sums[3];
+    contrastSumsOfMasks(bins, 3, m_roiImage, sums);
+    for (int k = 0; k < 3; ++k) colours[k] = contrastVerdict(sums[k]);
+  } else {
+    for (int k = 0; k < 3; ++k) colours[k] = intensityTest(bins[k]);
+  }
+  std::vector<int> passing;
+  for (int k = 0; k < 3; ++k)
+    if (colours[k] == 1) passing.push_back(k);
+  for (IplImage*& bin : bins) cvReleaseImage(&bin);
 
   if (passing.empty()) return 0;
   int best = -1;
@@ -140,32 +153,7 @@ int KORUSEHybrid::optimalLamda(IplImage** labels, float*) {
 }
 
 int KORUSEHybrid::intensityTest(const IplImage* mask) {
-  double innerSum = 0.0, borderSum = 0.0;
-  int innerCount = 0, borderCount = 0;
-  if (mask && m_roiImage && mask->width >= 3 && mask->height >= 3) {
-    for (int y = 1; y < mask->height - 1; ++y)
-      for (int x = 1; x < mask->width - 1; ++x) {
-        if (imageRow(mask, y)[x] != 255) continue;
-        const uint8_t* c = imageRow(m_roiImage, y) + 3 * x;
-        for (int dy = -1; dy <= 1; ++dy)
-          for (int dx = -1; dx <= 1; ++dx) {
-            if (!dx && !dy) continue;
-            const uint8_t* n = imageRow(m_roiImage, y + dy) + 3 * (x + dx);
-            const double d0 = c[0] - n[0], d1 = c[1] - n[1], d2 = c[2] - n[2];
-            const float d = std::sqrt(static_cast<float>(d0 * d0 + d1 * d1 + d2 * d2));
-            if (imageRow(mask, y + dy)[x + dx] == 255) {
-              innerSum += d;
-              ++innerCount;
-            } else {
-              borderSum += d;
-              ++borderCount;
-            }
-          }
-      }
-  }
-  // An empty side has no mean: the test fails.
-  if (innerCount == 0 || borderCount == 0) return 2;
-  return borderSum / borderCount - innerSum / innerCount >= 0.0 ? 1 : 2;
+  return contrastVerdict(contrastSums(mask, m_roiImage));
 }
 
 bool KORUSEHybrid::boundaryTest(const IplImage* mask, float f) {

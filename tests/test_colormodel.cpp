@@ -3,16 +3,21 @@
 #include <opencv2/core/core_c.h>
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <numeric>
+#include <random>
 #include <vector>
 
 #include "LogCapture.h"
+#include "colormodel/ClusterInfo.h"
+#include "colormodel/ComponentDensity.h"
 #include "colormodel/KMeans.h"
 #include "colormodel/KMeansInit.h"
+#include "colormodel/PackedSample.h"
 #include "colormodel/KORUSEColorModel.h"
 #include "colormodel/ModelUpdate.h"
 #include "colormodel/TrainingData.h"
@@ -139,6 +144,73 @@ TEST_F(ColorModelTest, UpdateModelAndAssignCluster) {
   EXPECT_NEAR(m.m_determinants[2], 12.0 / 49, 1e-12);
 }
 
+// The one-pass density and assignment, components side by side, must be
+// GMMProb and assignCluster bit for bit: seeded models with absent and identical components (ties),
+// samples near and far (all densities 0).
+TEST_F(ColorModelTest, DensityAndNearestEqualGMMProbAndAssignCluster) {
+  std::mt19937 rng(3);
+  std::uniform_real_distribution<double> value(0.0, 255.0), spread(2.0, 900.0);
+  for (int trial = 0; trial < 50; ++trial) {
+    KORUSEColorModel m;
+    for (int k = 0; k < kNumComponents; ++k) {
+      if (k == trial % 5) continue;  // absent
+      setComponent(m, k, 0.1 + 0.05 * k, {{value(rng), value(rng), value(rng)}}, {spread(rng), spread(rng), spread(rng)});
+      double* c = m.m_covariances[k];  // correlated values: every inverse entry counts
+      c[1] = c[3] = 0.3 * std::min(c[0], c[4]);
+      c[2] = c[6] = -0.2 * std::min(c[0], c[8]);
+      c[5] = c[7] = 0.25 * std::min(c[4], c[8]);
+    }
+    if (trial % 7 == 0) {  // two identical components: ties
+      const int a = (trial + 1) % 5, b = (trial + 3) % 5;
+      std::copy_n(m.m_means[a], 3, m.m_means[b]);
+      std::copy_n(m.m_covariances[a], 9, m.m_covariances[b]);
+      m.m_weights[b] = 0.5;
+    }
+    refresh(m);
+    const PackedComponents packed(m);
+    for (int i = 0; i < 200; ++i) {
+      const pixelVal x = {{value(rng) * (i % 10 ? 1 : 40), value(rng), value(rng)}};
+      const double plain = m.GMMProb(x);
+      int nearest = -1;
+      const double density = densityAndNearest(packed, x, &nearest);
+      ASSERT_EQ(std::memcmp(&density, &plain, sizeof density), 0) << trial << " " << i;
+      ASSERT_EQ(nearest, m.assignCluster(x)) << trial << " " << i;
+    }
+  }
+}
+
+// The statistics, from whole vectors or sample by sample, against the plain
+// nine products per sample, in sample order, on seeded fractional samples.
+TEST_F(ColorModelTest, ClusterSumsEqualThePlainOnes) {
+  std::mt19937 rng(8);
+  std::uniform_real_distribution<double> value(-50.0, 300.0);
+  std::vector<pixelVal> samples(997);
+  std::vector<int> labels(samples.size());
+  for (size_t i = 0; i < samples.size(); ++i) {
+    for (double& v : samples[i].v) v = value(rng);
+    labels[i] = rng() % kNumComponents;
+  }
+  double sums[3][kNumComponents] = {}, products[9][kNumComponents] = {};
+  int counts[kNumComponents] = {};
+  for (size_t i = 0; i < samples.size(); ++i) {
+    const int k = labels[i];
+    ++counts[k];
+    for (int a = 0; a < 3; ++a) {
+      sums[a][k] += samples[i].v[a];
+      for (int b = 0; b < 3; ++b) products[3 * a + b][k] += samples[i].v[a] * samples[i].v[b];
+    }
+  }
+  const ClusterInfo byValue(labels, samples), inPlace(labels.data(), samples.data(), samples.size());
+  ClusterInfo oneByOne;
+  for (size_t i = 0; i < samples.size(); ++i) oneByOne.add(labels[i], samples[i]);
+  oneByOne.complete();
+  for (const ClusterInfo* info : std::vector<const ClusterInfo*>{&byValue, &inPlace, &oneByOne}) {
+    EXPECT_EQ(std::memcmp(info->m_counts, counts, sizeof counts), 0);
+    EXPECT_EQ(std::memcmp(info->m_sums, sums, sizeof sums), 0);
+    EXPECT_EQ(std::memcmp(info->m_productSums, products, sizeof products), 0);
+  }
+}
+
 TEST_F(ColorModelTest, HomogeneityCriteria) {
   // Two components apart on the first value only; the other variances are
   // 1, so each determinant is the first variance.
@@ -225,6 +297,87 @@ TEST_F(ColorModelTest, KMeansThreadSplitAndSeeding) {
     std::vector<int> seeds(5);
     chooseCentersKMeanspp(points.data(), n, 5, seeds.data());
     EXPECT_EQ(seeds, ref) << n;
+  }
+}
+
+// The distance pass as first written: the record's accumulators updated
+// point by point, each distance summed channel by channel from 0.
+void plainMinDistance(KMeansWork& w) {
+  const int quarter = w.n / kKMeansThreads, begin = w.thread * quarter;
+  const int end = w.thread == kKMeansThreads - 1 ? w.n : begin + quarter;
+  for (int i = begin; i < end; ++i) {
+    double best = DBL_MAX;
+    int cluster = 0;
+    for (int k = 0; k < kNumComponents; ++k) {
+      double d = 0.0;
+      for (int c = 0; c < 3; ++c) d += (w.points[i][c] - w.centres[3 * k + c]) * (w.points[i][c] - w.centres[3 * k + c]);
+      if (d < best) best = d, cluster = k;
+    }
+    w.labels[i] = cluster;
+    for (int c = 0; c < 3; ++c) w.sums[cluster][c] += w.points[i][c];
+    w.counts[cluster] += 1.0;
+    w.error += best;
+  }
+}
+
+TEST_F(ColorModelTest, DistancePassEqualsThePlainOne) {
+  // Seeded points and centres with fractions, a few points per thread so
+  // that a distance differing in its last bit still shows in the error; one
+  // exact tie of centres (1 and 3) and repeated points.
+  std::mt19937 rng(11);
+  std::uniform_real_distribution<double> value(0.0, 255.0);
+  int tiesToOne = 0;
+  for (int trial = 0; trial < 300; ++trial) {
+    const int n = 4 + trial % 9;
+    std::vector<double> values(3 * n);
+    for (double& v : values) v = value(rng);
+    std::copy_n(&values[0], 3, &values[3 * (n - 1)]);
+    std::vector<double*> points;
+    for (int i = 0; i < n; ++i) points.push_back(&values[3 * i]);
+    double centres[15];
+    for (double& c : centres) c = value(rng);
+    std::copy_n(centres + 3, 3, centres + 9);
+    std::vector<int> fast(n, -1), plain(n, -1);
+    for (int t = 0; t < kKMeansThreads; ++t) {
+      KMeansWork a{points.data(), fast.data(), n, t, centres, {}, {}, 0.0};
+      KMeansWork b{points.data(), plain.data(), n, t, centres, {}, {}, 0.0};
+      findMinDistance(&a);
+      plainMinDistance(b);
+      ASSERT_EQ(std::memcmp(a.sums, b.sums, sizeof a.sums), 0) << trial << " " << t;
+      ASSERT_EQ(std::memcmp(a.counts, b.counts, sizeof a.counts), 0) << trial << " " << t;
+      ASSERT_EQ(std::memcmp(&a.error, &b.error, sizeof a.error), 0) << trial << " " << t;
+    }
+    ASSERT_EQ(fast, plain) << trial;
+    tiesToOne += std::count(plain.begin(), plain.end(), 1);
+    EXPECT_EQ(std::count(plain.begin(), plain.end(), 3), 0);  // the tie goes to 1
+  }
+  EXPECT_GT(tiesToOne, 0);
+}
+
+// The packed initialiser against initModelWithKmeansKORU on the pixelVals
+// the samples unpack to: the same model bit for bit, for sets of every
+// thread split (5, 6, 7 and more samples) and seeded colours with repeats;
+// the clusterings themselves against k_means.
+TEST_F(ColorModelTest, PackedSamplesGiveTheSameModel) {
+  std::mt19937 rng(17);
+  for (int n : {5, 6, 7, 8, 97, 4000}) {
+    std::vector<uint32_t> packed(n);
+    std::vector<pixelVal> samples(n);
+    for (int i = 0; i < n; ++i) {
+      packed[i] = i % 5 == 4 ? packed[i / 2] : packSample(uint8_t(rng()), uint8_t(rng()), uint8_t(rng()));
+      samples[i] = unpackSample(packed[i]);
+    }
+    std::vector<double*> points;
+    for (pixelVal& p : samples) points.push_back(p.v);
+    std::vector<int> labels(n), packedLabels(n);
+    k_means(points.data(), labels.data(), n, 0.0, 10, nullptr);
+    kMeansPacked(packed.data(), packedLabels.data(), n, 0.0, 10);
+    EXPECT_EQ(labels, packedLabels) << n;
+    KORUSEColorModel plain, fromPacked;
+    initModelWithKmeansKORU(samples, plain);
+    initModelWithKmeansPacked(packed.data(), n, fromPacked);
+    EXPECT_EQ(std::memcmp(&plain, &fromPacked, sizeof plain), 0) << n;
+    EXPECT_GT(plain.m_weights[0], 0.0) << n;  // a model was made
   }
 }
 

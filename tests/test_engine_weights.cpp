@@ -1,9 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
+#include <random>
+#include <cstring>
 
 #include "SessionFixture.h"
 #include "engine/KORUSEHybrid.h"
+#include "engine/RegionSamples.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
@@ -51,6 +55,43 @@ TEST_F(EngineWeights, BetaOnAThreeByTwoImage) {
   EXPECT_NEAR(w[4 * 5 + 0], differ, 1e-6);                    // (2,1) left: 10 vs 0
 }
 
+// Every slot of a seeded 9 x 6 image against the formula evaluated here
+// pair by pair: beta from the integer sum over all neighbour pairs, then
+// T[|d0|] * T[|d1|] * T[|d2|], diagonals times 1/sqrt(2) in double, absent
+// neighbours 0.
+TEST_F(EngineWeights, SeededImageWeightsFollowTheFormula) {
+  const int w = 9, h = 6;
+  Pixels photo(w * h);
+  std::mt19937 rng(21);
+  for (auto& p : photo) p = 0xFF000000u | (rng() & 0xFFFFFFu);
+  open(w, h, photo);
+  auto channel = [&](int x, int y, int c) { return int(photo[y * w + x] >> (8 * c) & 0xFF); };
+  const int dx[4] = {-1, -1, 0, 1}, dy[4] = {0, -1, -1, -1};
+  auto present = [&](int x, int y, int s) { return x + dx[s] >= 0 && x + dx[s] < w && y + dy[s] >= 0; };
+  int64_t sum = 0;
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x)
+      for (int s = 0; s < 4; ++s)
+        if (present(x, y, s))
+          for (int c = 0; c < 3; ++c) sum += std::pow(channel(x, y, c) - channel(x + dx[s], y + dy[s], c), 2);
+  const double beta = (4.0 * w * h - 3.0 * w - 3.0 * h + 2.0) / (2.0 * sum);
+  EXPECT_EQ(pHybrid->m_beta, beta);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x)
+      for (int s = 0; s < 4; ++s) {
+        float expected = 0.0f;
+        if (present(x, y, s)) {
+          expected = 1.0f;
+          for (int c = 0; c < 3; ++c) {
+            const int d = std::abs(channel(x, y, c) - channel(x + dx[s], y + dy[s], c));
+            expected *= expf(static_cast<float>(-(d * d) * beta));
+          }
+          if (s % 2) expected = static_cast<float>(expected * double(0.70710677f));
+        }
+        EXPECT_EQ(pHybrid->m_nlinks[4 * (y * w + x) + s], expected) << x << "," << y << " slot " << s;
+      }
+}
+
 TEST_F(EngineWeights, RegionGraphScalesWeightsAndTiesHardLabels) {
   open(3, 2);
   KORUSEHybrid& e = *pHybrid;
@@ -82,5 +123,80 @@ TEST_F(EngineWeights, RegionGraphScalesWeightsAndTiesHardLabels) {
   // Node 2 (1,0): upper and upper-right present, left and upper-left absent.
   const float node2[8] = {-2, -2, -2, -2, 25, 25, 25, 25};
   EXPECT_TRUE(std::equal(node2, node2 + 8, g.arcArray + 16));
+  e.clearMemory();
+}
+
+// The driver's build (kept data capacities, edges row by row) against the
+// plain one on regions of every shape the row rules distinguish: one pixel,
+// one row, one column, and wider ones, with hard and soft labels.
+TEST_F(EngineWeights, RegionGraphOfEveryShapeEqualsThePlainBuild) {
+  open(6, 5);
+  KORUSEHybrid& e = *pHybrid;
+  for (int i = 0; i < 4 * 30; ++i) e.m_nlinks[i] = 0.01f * (i % 97);
+  e.m_lambda = 13.513f;
+  e.m_fgModel.m_weights[0] = e.m_bgModel.m_weights[0] = 1.0;
+  for (int c = 0; c < 3; ++c) e.m_fgModel.m_covariances[0][4 * c] = e.m_bgModel.m_covariances[0][4 * c] = 400.0;
+  e.m_bgModel.m_means[0][0] = 200.0;
+  for (KORUSEColorModel* m : {&e.m_fgModel, &e.m_bgModel}) m->setDeterminant(), m->setInverseCovariance();
+  const int shapes[][4] = {{2, 1, 1, 1}, {1, 2, 4, 1}, {3, 0, 1, 4}, {1, 1, 2, 2}, {0, 0, 6, 5}};
+  for (const auto& shape : shapes) {
+    KORUSEMarker::m_xMinBBox = shape[0];
+    KORUSEMarker::m_yMinBBox = shape[1];
+    e.m_roiWidth = shape[2];
+    e.m_roiHeight = shape[3];
+    const int n = shape[2] * shape[3];
+    e.m_roiImage = e.cropImage(KORUSEMarker::m_srcImage);
+    e.m_roiLabel = cvCreateImage(cvSize(shape[2], shape[3]), 8, 1);
+    for (int i = 0; i < n; ++i) e.m_roiLabel->imageData[(i / shape[2]) * e.m_roiLabel->widthStep + i % shape[2]] = i % 5;
+    RegionSamples terms;
+    ASSERT_TRUE(terms.index(e));
+    e.graphSpaceAllocator();
+    buildRegionGraph(e, terms);
+    KORUSEGraph* built = e.m_graph;
+    e.graphSpaceAllocator();
+    e.constructGraphKORU_Whole_Image();
+    EXPECT_EQ(built->arcFloatCount, 8 * n);
+    EXPECT_EQ(std::memcmp(built->arcArray, e.m_graph->arcArray, 8 * n * sizeof(float)), 0) << shape[2] << "x" << shape[3];
+    EXPECT_EQ(std::memcmp(built->residualTerminalCapacity, e.m_graph->residualTerminalCapacity, n * sizeof(float)), 0)
+        << shape[2] << "x" << shape[3];
+    delete built;
+    e.clearMemory();
+  }
+}
+
+// Models that change back and forth, more often than the evaluation stamps
+// can count: every value must still be that of the models of the moment.
+TEST_F(EngineWeights, RegionSamplesFollowModelsThatKeepChanging) {
+  open(16, 12);
+  KORUSEHybrid& e = *pHybrid;
+  KORUSEMarker::m_xMinBBox = KORUSEMarker::m_yMinBBox = 0;
+  e.m_roiWidth = 16;
+  e.m_roiHeight = 12;
+  e.m_roiImage = e.cropImage(KORUSEMarker::m_srcImage);
+  KORUSEColorModel models[2][2];  // [pair][object, background]
+  for (int pair = 0; pair < 2; ++pair)
+    for (int side = 0; side < 2; ++side) {
+      KORUSEColorModel& m = models[pair][side];
+      m.m_weights[0] = 1.0;
+      for (int c = 0; c < 3; ++c) m.m_means[0][c] = 40.0 + 60 * pair + 30 * side + 10 * c, m.m_covariances[0][4 * c] = 300.0;
+      m.setDeterminant();
+      m.setInverseCovariance();
+    }
+  RegionSamples samples;
+  ASSERT_TRUE(samples.index(e));
+  // Every pixel in the first round and from the 255th on, pixel 0 alone in
+  // between: values stamped in the first round are still there when the
+  // stamps wrap.
+  for (int round = 0; round < 300; ++round) {
+    const int pair = round % 2;
+    samples.follow(models[pair][0], models[pair][1]);
+    for (int p = 0; p < (round == 0 || round >= 255 ? 16 * 12 : 1); ++p) {
+      uint8_t bytes[3];
+      regionSample(e, p / 16, p % 16, bytes);
+      const TerminalCapacities want = terminalCapacities(sampleDataTerm(models[pair][0], models[pair][1], false, bytes));
+      const TerminalCapacities got = samples.at(p).capacities;
+      ASSERT_EQ(std::memcmp(&want, &got, sizeof want), 0) << round << " " << p;
+    }
+  }
   e.clearMemory();
 }

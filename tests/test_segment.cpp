@@ -4,14 +4,23 @@
 #include <opencv2/imgproc/imgproc_c.h>
 
 #include <chrono>
+#include <random>
+#include <cstring>
+#include <string>
 #include <thread>
 
 #include "LogCapture.h"
 #include "SessionFixture.h"
 #include "SyntheticScene.h"
+#include "engine/BoundaryContrast.h"
+#include "colormodel/ModelUpdate.h"
+#include "colormodel/TrainingData.h"
 #include "engine/KORUSEHybrid.h"
+#include "engine/RegionSamples.h"
+#include "graph/KORUSEGraph.h"
 #include "interface/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
+#include "support/StageTrace.h"
 
 class Segment : public SessionTest {
  protected:
@@ -128,6 +137,111 @@ TEST_F(Segment, CancelReturnsNoResultAndReleasesTheRegion) {
   EXPECT_GE(hostMaskIoU(mask, scene_), 0.95);
 }
 
+// The driver builds each cut's graph from data capacities kept across the
+// passes and shared by pixels of one colour. At the start of every search,
+// the plain build on the same labels, models and weight must give the same
+// graph, bit for bit.
+namespace {
+struct BuildCheck {
+  int cuts = 0;
+  int differing = 0;
+};
+BuildCheck g_check;
+
+bool sameBits(const void* a, const void* b, size_t bytes) { return std::memcmp(a, b, bytes) == 0; }
+
+void compareWithPlainBuild(const char* stage, int) {
+  if (std::string(stage) != "search") return;
+  KORUSEHybrid& e = *pHybrid;
+  KORUSEGraph* built = e.m_graph;
+  const int n = e.m_roiWidth * e.m_roiHeight;
+  KORUSEGraph plain(n, 8 * n, e.m_roiWidth, e.m_roiHeight, 0);
+  e.m_graph = &plain;
+  e.constructGraphKORU_Whole_Image();
+  e.m_graph = built;
+  ++g_check.cuts;
+  const bool same = plain.nodeCount == built->nodeCount && plain.arcFloatCount == built->arcFloatCount &&
+                    sameBits(&plain.flowValue, &built->flowValue, sizeof(float)) &&
+                    sameBits(plain.residualTerminalCapacity, built->residualTerminalCapacity, n * sizeof(float)) &&
+                    sameBits(plain.arcArray, built->arcArray, plain.arcFloatCount * sizeof(float));
+  g_check.differing += !same;
+}
+}  // namespace
+
+TEST_F(Segment, EveryCutsGraphEqualsThePlainBuild) {
+  for (bool grey : {false, true}) {
+    openScene(discScene(160, 120, 0.3, 0.5, 0.5, grey));
+    g_check = {};
+    setStageTracer(compareWithPlainBuild);
+    HostMask mask = blankMask();
+    boxEdit(40, 16, 120, 104, &mask);
+    std::vector<int> line = {80, 60, 115, 60};
+    edit(line, strokeMarks(line, 2, MARK_BACKGROUND), STROKE_REMOVE, &mask);
+    setStageTracer(nullptr);
+    EXPECT_EQ(g_check.cuts, 10) << (grey ? "grey" : "colour");
+    EXPECT_EQ(g_check.differing, 0) << (grey ? "grey" : "colour");
+  }
+}
+
+// The model steps read the region's samples directly: a fresh start must
+// give the models initModel gives, and a refit (components taken from the
+// evaluations the last cut made) the models updateModel gives, bit for bit,
+// from the sample vectors extractTrainingData makes. Labels: probable object
+// in a box, probable background and hard labels around it; then an object
+// of three pixels, which is topped up with fillers.
+TEST_F(Segment, ModelStepsFromTheRegionEqualThePlainOnes) {
+  for (bool grey : {false, true}) {
+    for (int objectPixels : {-1, 3}) {
+      openScene(discScene(120, 90, 0.3, 0.5, 0.5, grey));
+      KORUSEHybrid& e = *pHybrid;
+      KORUSEMarker::m_xMinBBox = KORUSEMarker::m_yMinBBox = 0;
+      e.m_roiWidth = 120;
+      e.m_roiHeight = 90;
+      e.m_roiImage = e.cropImage(KORUSEMarker::m_srcImage);
+      e.m_roiLabel = cvCreateImage(cvSize(120, 90), 8, 1);
+      cvSet(e.m_roiLabel, cvScalarAll(MARK_PROBABLE_BACKGROUND));
+      cvRectangle(e.m_roiLabel, cvPoint(0, 0), cvPoint(119, 5), cvScalarAll(MARK_BACKGROUND), CV_FILLED);
+      if (objectPixels < 0) {
+        cvRectangle(e.m_roiLabel, cvPoint(30, 15), cvPoint(90, 75), cvScalarAll(MARK_PROBABLE_OBJECT), CV_FILLED);
+        cvRectangle(e.m_roiLabel, cvPoint(55, 40), cvPoint(65, 50), cvScalarAll(MARK_OBJECT), CV_FILLED);
+      } else {
+        for (int i = 0; i < objectPixels; ++i) e.m_roiLabel->imageData[45 * e.m_roiLabel->widthStep + 60 + i] = MARK_OBJECT;
+      }
+      const std::string what = std::string(grey ? "grey" : "colour") + (objectPixels < 0 ? "" : ", fillers");
+      RegionSamples samples;
+      ASSERT_TRUE(samples.index(e));
+      std::vector<pixelVal> object, background;
+      extractTrainingData(e.m_roiImage, e.m_roiLabel, object, background);
+
+      KORUSEColorModel fg = e.m_fgModel, bg = e.m_bgModel;
+      initModel(background, bg, 10);
+      initModel(object, fg, 10);
+      ASSERT_TRUE(initRegionModels(e, samples));
+      EXPECT_EQ(std::memcmp(&fg, &e.m_fgModel, sizeof fg), 0) << what;
+      EXPECT_EQ(std::memcmp(&bg, &e.m_bgModel, sizeof bg), 0) << what;
+
+      e.m_fgModel.setInverseCovariance();
+      e.m_bgModel.setInverseCovariance();
+      e.graphSpaceAllocator();
+      buildRegionGraph(e, samples);  // evaluates the soft pixels
+      fg = e.m_fgModel, bg = e.m_bgModel;
+      updateModel(object, background, fg, bg);
+      ASSERT_TRUE(refitRegionModels(e, samples));
+      EXPECT_EQ(std::memcmp(&fg, &e.m_fgModel, sizeof fg), 0) << what;
+      EXPECT_EQ(std::memcmp(&bg, &e.m_bgModel, sizeof bg), 0) << what;
+
+      // Labels that are not the region's size: refused, models untouched.
+      IplImage* labels = e.m_roiLabel;
+      e.m_roiLabel = cvCreateImage(cvSize(60, 90), 8, 1);
+      EXPECT_FALSE(refitRegionModels(e, samples));
+      EXPECT_FALSE(initRegionModels(e, samples));
+      EXPECT_EQ(std::memcmp(&fg, &e.m_fgModel, sizeof fg), 0);
+      cvReleaseImage(&labels);
+      e.clearMemory();
+    }
+  }
+}
+
 // Region images for optimalLamda: one colour, except a patch of another
 // colour at (40..44, 40..44) that makes a labelling covering it fail the
 // colour test (its border is uniform, its inside is not).
@@ -177,4 +291,38 @@ TEST_F(WeightChoice, OptimalLamdaFollowsAreasAndFraming) {
   object(0, 5, 5, 94, 94, 9);  // a wide frame
   object(1, 5, 5, 94, 94, 3);  // a narrow one
   EXPECT_EQ(choose(), 1);
+}
+
+// optimalLamda's colour tests are made in one pass over the three masks;
+// each mask's sums must be those of the plain computation, bit for bit, on
+// seeded images and masks (blobs of 255 among 0 and other values).
+TEST(BoundaryContrast, SumsOfSeveralMasksInOnePassEqualThePlainOnes) {
+  std::mt19937 rng(5);
+  std::uniform_int_distribution<int> byte(0, 255);
+  for (const cv::Size size : {cv::Size(37, 29), cv::Size(3, 3), cv::Size(2, 6), cv::Size(64, 1)}) {
+    IplImage* image = cvCreateImage(cvSize(size.width, size.height), 8, 3);
+    for (int y = 0; y < size.height; ++y)
+      for (int x = 0; x < 3 * size.width; ++x) image->imageData[y * image->widthStep + x] = char(byte(rng));
+    IplImage* masks[3];
+    for (IplImage*& mask : masks) mask = cvCreateImage(cvSize(size.width, size.height), 8, 1);
+    for (int trial = 0; trial < 20; ++trial) {
+      for (IplImage* mask : masks) {
+        cvSetZero(mask);
+        for (int blob = 0; blob < 4; ++blob)
+          cvCircle(mask, cvPoint(byte(rng) % size.width, byte(rng) % size.height), 1 + byte(rng) % 9,
+                   cvScalarAll(blob == 3 ? 128 : 255), CV_FILLED);
+      }
+      ContrastSums shared[3];
+      contrastSumsOfMasks(masks, 3, image, shared);
+      for (int k = 0; k < 3; ++k) {
+        const ContrastSums plain = contrastSums(masks[k], image);
+        EXPECT_EQ(std::memcmp(&plain.inner, &shared[k].inner, sizeof(double)), 0) << trial << " " << k;
+        EXPECT_EQ(std::memcmp(&plain.border, &shared[k].border, sizeof(double)), 0) << trial << " " << k;
+        EXPECT_EQ(plain.innerCount, shared[k].innerCount) << trial << " " << k;
+        EXPECT_EQ(plain.borderCount, shared[k].borderCount) << trial << " " << k;
+      }
+    }
+    for (IplImage*& mask : masks) cvReleaseImage(&mask);
+    cvReleaseImage(&image);
+  }
 }

@@ -1,0 +1,281 @@
+#include "engine/RegionSamples.h"
+
+#include <cmath>
+#include <cstddef>
+#include <cstring>
+
+#include "colormodel/ClusterInfo.h"
+#include "colormodel/KMeansInit.h"
+#include "colormodel/PackedSample.h"
+#include "colormodel/TrainingData.h"
+#include "engine/KORUSEHybrid.h"
+#include "interface/KORUSEMarker.h"
+#include "support/ImageRows.h"
+#include "support/KORUMemory.h"
+
+namespace {
+// Below this the two log-likelihoods of a grey pixel count as equal.
+const float kGreyTieTolerance = 0.0001f;
+}  // namespace
+
+void regionSample(const KORUSEHybrid& engine, int r, int c, uint8_t sample[3]) {
+  const uint8_t* p = imagePixel(engine.m_roiImage, c, r);
+  sample[0] = p[0];
+  if (!KORUSEMarker::m_isGreyScale) {
+    sample[1] = p[1];
+    sample[2] = p[2];
+    return;
+  }
+  const int x = KORUSEMarker::m_xMinBBox + c, y = KORUSEMarker::m_yMinBBox + r;
+  sample[1] = *imagePixel(KORUSEMarker::m_texHor, x, y);
+  sample[2] = *imagePixel(KORUSEMarker::m_texVer, x, y);
+}
+
+DataTerm dataTermOfDensities(double objectDensity, double backgroundDensity, bool grey) {
+  if (!grey) return {-std::log(backgroundDensity), -std::log(objectDensity)};
+  double a = std::log(backgroundDensity);
+  const double b = std::log(objectDensity);
+  if (static_cast<float>(std::fabs(b - a)) < kGreyTieTolerance) a = b;
+  return {-a, -b};
+}
+
+DataTerm sampleDataTerm(const KORUSEColorModel& fg, const KORUSEColorModel& bg, bool grey,
+                        const uint8_t sample[3]) {
+  const pixelVal x{{double(sample[0]), double(sample[1]), double(sample[2])}};
+  return dataTermOfDensities(fg.GMMProb(x), bg.GMMProb(x), grey);
+}
+
+RegionSamples::~RegionSamples() { release(); }
+
+void RegionSamples::release() {
+  if (m_sampleOf) KORU_Free_Msg(m_sampleOf, "RegionSamples", __LINE__);
+  if (m_samples) KORU_Free_Msg(m_samples, "RegionSamples", __LINE__);
+  if (m_evaluations) KORU_Free_Msg(m_evaluations, "RegionSamples", __LINE__);
+  if (m_evaluatedIn) KORU_Free_Msg(m_evaluatedIn, "RegionSamples", __LINE__);
+  m_sampleOf = nullptr;
+  m_samples = nullptr;
+  m_evaluations = nullptr;
+  m_evaluatedIn = nullptr;
+  m_distinct = 0;
+  m_following = false;
+}
+
+namespace {
+// The distinct samples found so far, by open addressing with linear
+// probing: a slot holds a sample's index + 1, 0 when free. Kept at most
+// half full; it starts at 64 K slots and doubles when a region has more
+// colours than that allows.
+class SampleTable {
+ public:
+  ~SampleTable() {
+    if (m_slots) KORU_Free_Msg(m_slots, "RegionSamples", __LINE__);
+  }
+  bool reserve(std::size_t samples) {
+    m_bits = 4;
+    while (m_bits < 16 && (std::size_t(1) << m_bits) < 2 * samples) ++m_bits;
+    return allocate();
+  }
+  // Index of `key` among samples[0 .. distinct), added at the end when new;
+  // -1 when the table could not grow.
+  int32_t find(uint32_t key, uint32_t* samples, int32_t& distinct) {
+    uint32_t slot = slotOf(key);
+    while (m_slots[slot] != 0 && samples[m_slots[slot] - 1] != key) slot = (slot + 1) & m_mask;
+    if (m_slots[slot] != 0) return m_slots[slot] - 1;
+    samples[distinct] = key;
+    m_slots[slot] = ++distinct;
+    if (std::size_t(2) * distinct > m_mask && !grow(samples, distinct)) return -1;
+    return distinct - 1;
+  }
+
+ private:
+  // Fibonacci hashing of a 24-bit sample.
+  uint32_t slotOf(uint32_t key) const { return (key * 2654435761u) >> (32 - m_bits); }
+  bool allocate() {
+    m_slots = static_cast<int32_t*>(KORU_Calloc_Msg(std::size_t(1) << m_bits, sizeof(int32_t), "RegionSamples", __LINE__));
+    m_mask = (uint32_t(1) << m_bits) - 1;
+    return m_slots != nullptr;
+  }
+  bool grow(const uint32_t* samples, int32_t distinct) {
+    KORU_Free_Msg(m_slots, "RegionSamples", __LINE__);
+    ++m_bits;
+    if (!allocate()) return false;
+    for (int32_t i = 0; i < distinct; ++i) {
+      uint32_t slot = slotOf(samples[i]);
+      while (m_slots[slot] != 0) slot = (slot + 1) & m_mask;
+      m_slots[slot] = i + 1;
+    }
+    return true;
+  }
+
+  int32_t* m_slots = nullptr;
+  uint32_t m_mask = 0;
+  int m_bits = 0;
+};
+}  // namespace
+
+namespace {
+bool is8Bit(const IplImage* image, int channels) {
+  return image && image->depth == IPL_DEPTH_8U && image->nChannels >= channels && image->imageData;
+}
+
+// The region's samples can be read: the crop of the region's size, and in
+// grey mode texture planes that cover the region where it lies.
+bool readableRegion(const KORUSEHybrid& engine) {
+  const int w = engine.m_roiWidth, h = engine.m_roiHeight;
+  const IplImage* image = engine.m_roiImage;
+  if (w < 1 || h < 1 || !is8Bit(image, 3) || image->width != w || image->height != h) return false;
+  if (!KORUSEMarker::m_isGreyScale) return true;
+  const int x0 = KORUSEMarker::m_xMinBBox, y0 = KORUSEMarker::m_yMinBBox;
+  for (const IplImage* plane : {KORUSEMarker::m_texHor, KORUSEMarker::m_texVer})
+    if (!is8Bit(plane, 1) || x0 < 0 || y0 < 0 || x0 + w > plane->width || y0 + h > plane->height) return false;
+  return true;
+}
+}  // namespace
+
+bool RegionSamples::index(const KORUSEHybrid& engine) {
+  release();
+  const int w = engine.m_roiWidth, h = engine.m_roiHeight;
+  if (!readableRegion(engine)) return false;
+  const size_t n = static_cast<size_t>(w) * h;
+  SampleTable table;
+  m_sampleOf = static_cast<int32_t*>(KORU_Malloc_Msg(n * sizeof(int32_t), "RegionSamples", __LINE__));
+  m_samples = static_cast<uint32_t*>(KORU_Malloc_Msg(n * sizeof(uint32_t), "RegionSamples", __LINE__));
+  if (!table.reserve(n) || !m_sampleOf || !m_samples) {
+    release();
+    return false;
+  }
+  int32_t distinct = 0;
+  for (int r = 0; r < h; ++r)
+    for (int c = 0; c < w; ++c) {
+      uint8_t s[3];
+      regionSample(engine, r, c, s);
+      const int32_t i = table.find(packSample(s[0], s[1], s[2]), m_samples, distinct);
+      if (i < 0) {
+        release();
+        return false;
+      }
+      m_sampleOf[size_t(r) * w + c] = i;
+    }
+  m_evaluations = static_cast<Evaluation*>(KORU_Malloc_Msg(distinct * sizeof(Evaluation), "RegionSamples", __LINE__));
+  m_evaluatedIn = static_cast<uint8_t*>(KORU_Calloc_Msg(distinct, sizeof(uint8_t), "RegionSamples", __LINE__));
+  if (!m_evaluations || !m_evaluatedIn) {
+    release();
+    return false;
+  }
+  m_distinct = distinct;
+  m_grey = KORUSEMarker::m_isGreyScale;
+  m_generation = 0;
+  return true;
+}
+
+void RegionSamples::follow(const KORUSEColorModel& fg, const KORUSEColorModel& bg) {
+  if (m_following && std::memcmp(&fg, &m_fg, sizeof fg) == 0 && std::memcmp(&bg, &m_bg, sizeof bg) == 0)
+    return;
+  m_fg = fg;
+  m_bg = bg;
+  m_fgPacked = PackedComponents(fg);
+  m_bgPacked = PackedComponents(bg);
+  m_following = true;
+  if (++m_generation == 0) {  // wrapped: forget every stamp
+    std::memset(m_evaluatedIn, 0, m_distinct);
+    m_generation = 1;
+  }
+}
+
+void RegionSamples::evaluate(int32_t s) {
+  const pixelVal x = unpackSample(m_samples[s]);
+  int objectComponent, backgroundComponent;
+  const double objectDensity = densityAndNearest(m_fgPacked, x, &objectComponent);
+  const double backgroundDensity = densityAndNearest(m_bgPacked, x, &backgroundComponent);
+  Evaluation& e = m_evaluations[s];
+  e.capacities = terminalCapacities(dataTermOfDensities(objectDensity, backgroundDensity, m_grey));
+  e.objectComponent = static_cast<uint8_t>(objectComponent);
+  e.backgroundComponent = static_cast<uint8_t>(backgroundComponent);
+  m_evaluatedIn[s] = m_generation;
+}
+
+namespace {
+inline bool isObject(uint8_t label) { return label == MARK_OBJECT || label == MARK_PROBABLE_OBJECT; }
+inline bool isBackground(uint8_t label) { return label == MARK_BACKGROUND || label == MARK_PROBABLE_BACKGROUND; }
+
+// The region's labels as extractTrainingData reads them (8-bit, one
+// channel, the region's size), or null: then the plain way runs.
+const IplImage* trainingLabels(const KORUSEHybrid& engine, const RegionSamples& samples) {
+  const IplImage* labels = engine.m_roiLabel;
+  const bool usable = samples.ready() && labels && labels->depth == IPL_DEPTH_8U && labels->nChannels == 1 &&
+                      labels->imageData && labels->width == engine.m_roiWidth &&
+                      labels->height == engine.m_roiHeight;
+  return usable ? labels : nullptr;
+}
+
+// visit(p, toObject) for every pixel labelled object (2, 4) or background
+// (1, 3), in raster order: the order of extractTrainingData's samples.
+template <class Visit>
+void forEachTrainingPixel(const IplImage* labels, Visit visit) {
+  for (int r = 0; r < labels->height; ++r) {
+    const uint8_t* row = imageRow(labels, r);
+    for (int c = 0; c < labels->width; ++c)
+      if (isObject(row[c]) || isBackground(row[c])) visit(r * labels->width + c, isObject(row[c]));
+  }
+}
+
+// A set of packed samples through the allocation layer.
+struct PackedSet {
+  explicit PackedSet(std::size_t room)
+      : samples(static_cast<uint32_t*>(KORU_Malloc_Msg(room * sizeof(uint32_t), "initRegionModels", __LINE__))) {}
+  ~PackedSet() {
+    if (samples) KORU_Free_Msg(samples, "initRegionModels", __LINE__);
+  }
+  // Tops the set up with the filler, as extractTrainingData does.
+  void fill() {
+    const uint32_t filler = packSample(static_cast<uint8_t>(kFillerSample.v[0]), static_cast<uint8_t>(kFillerSample.v[1]),
+                                       static_cast<uint8_t>(kFillerSample.v[2]));
+    while (count < static_cast<std::size_t>(kMinTrainingSamples)) samples[count++] = filler;
+  }
+  uint32_t* samples;
+  std::size_t count = 0;
+};
+}  // namespace
+
+bool initRegionModels(KORUSEHybrid& engine, RegionSamples& samples) {
+  const IplImage* labels = trainingLabels(engine, samples);
+  if (!labels) return false;
+  const std::size_t room = static_cast<std::size_t>(labels->width) * labels->height + kMinTrainingSamples;
+  PackedSet object(room), background(room);
+  if (!object.samples || !background.samples) return false;
+  forEachTrainingPixel(labels, [&](int p, bool toObject) {
+    PackedSet& set = toObject ? object : background;
+    set.samples[set.count++] = samples.sampleAt(p);
+  });
+  object.fill();
+  background.fill();
+  initModelWithKmeansPacked(background.samples, static_cast<int>(background.count), engine.m_bgModel);
+  initModelWithKmeansPacked(object.samples, static_cast<int>(object.count), engine.m_fgModel);
+  return true;
+}
+
+bool refitRegionModels(KORUSEHybrid& engine, RegionSamples& samples) {
+  const IplImage* labels = trainingLabels(engine, samples);
+  if (!labels) return false;
+  // Each sample summed into its component as the region is walked.
+  samples.follow(engine.m_fgModel, engine.m_bgModel);
+  ClusterInfo objectSums, backgroundSums;
+  std::size_t objects = 0, backgrounds = 0;
+  forEachTrainingPixel(labels, [&](int p, bool toObject) {
+    const RegionSamples::Evaluation& e = samples.at(p);
+    const pixelVal x = unpackSample(samples.sampleAt(p));
+    if (toObject)
+      objectSums.add(e.objectComponent, x), ++objects;
+    else
+      backgroundSums.add(e.backgroundComponent, x), ++backgrounds;
+  });
+  for (; objects < static_cast<std::size_t>(kMinTrainingSamples); ++objects)
+    objectSums.add(engine.m_fgModel.assignCluster(kFillerSample), kFillerSample);
+  for (; backgrounds < static_cast<std::size_t>(kMinTrainingSamples); ++backgrounds)
+    backgroundSums.add(engine.m_bgModel.assignCluster(kFillerSample), kFillerSample);
+  objectSums.complete();
+  backgroundSums.complete();
+  setComponentsAndDeterminants(objectSums, static_cast<int>(objects), engine.m_fgModel);
+  setComponentsAndDeterminants(backgroundSums, static_cast<int>(backgrounds), engine.m_bgModel);
+  return true;
+}
