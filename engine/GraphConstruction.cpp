@@ -37,45 +37,30 @@ void addRegionEdgesByRow(KORUSEHybrid& e) {
   const int w = e.m_roiWidth, h = e.m_roiHeight;
   const int x0 = KORUSEMarker::m_xMinBBox, y0 = KORUSEMarker::m_yMinBBox;
   const double lambda = e.m_lambda;
-  auto absent = [&](int node) { graph.addEdge(node, -1, 0.0f, 0.0f, true); };
-  auto present = [&](int node, int neighbour, float weight) {
-    const float cap = static_cast<float>(lambda * weight);
-    graph.addEdge(node, neighbour, cap, cap, false);
-  };
+  const float kAbsent = ABSENT_CAPACITY;
+  auto cap = [lambda](float weight) { return static_cast<float>(lambda * weight); };
   for (int r = 0; r < h; ++r) {
     const float* weights = e.m_nlinks + 4 * (static_cast<size_t>(y0 + r) * e.m_imageWidth + x0);
-    const int row = r * w, up = row - w;
     if (r == 0) {  // only left neighbours
       for (int c = 0; c < w; ++c) {
-        if (c > 0)
-          present(c, c - 1, weights[4 * c]);
-        else
-          absent(c);
-        absent(c), absent(c), absent(c);
+        const float caps[4] = {c > 0 ? cap(weights[4 * c]) : kAbsent, kAbsent, kAbsent, kAbsent};
+        graph.addNodeEdges(caps);
       }
       continue;
     }
-    absent(row), absent(row);  // column 0: upper and upper-right only
-    present(row, up, weights[2]);
-    if (w > 1)
-      present(row, up + 1, weights[3]);
-    else
-      absent(row);
+    {  // column 0: upper and upper-right only
+      const float caps[4] = {kAbsent, kAbsent, cap(weights[2]), w > 1 ? cap(weights[3]) : kAbsent};
+      graph.addNodeEdges(caps);
+    }
     for (int c = 1; c < w - 1; ++c) {
       const float* s = weights + 4 * c;
-      const int node = row + c;
-      present(node, node - 1, s[0]);
-      present(node, up + c - 1, s[1]);
-      present(node, up + c, s[2]);
-      present(node, up + c + 1, s[3]);
+      const float caps[4] = {cap(s[0]), cap(s[1]), cap(s[2]), cap(s[3])};
+      graph.addNodeEdges(caps);
     }
     if (w > 1) {  // last column: no upper-right
-      const int c = w - 1, node = row + c;
-      const float* s = weights + 4 * c;
-      present(node, node - 1, s[0]);
-      present(node, up + c - 1, s[1]);
-      present(node, up + c, s[2]);
-      absent(node);
+      const float* s = weights + 4 * (w - 1);
+      const float caps[4] = {cap(s[0]), cap(s[1]), cap(s[2]), kAbsent};
+      graph.addNodeEdges(caps);
     }
   }
 }

@@ -216,6 +216,24 @@ void KORUSEGraph::addEdge(int /*i*/, int /*j*/, float cap, float revCap, bool ab
   arcFloatCount += 2;
 }
 
+void KORUSEGraph::addNodeEdges(const float caps[4]) {
+  if (!arcArray || arcCapacity - arcFloatCount < 8 || (arcFloatCount & 7) || band) {
+    // Not at a node's first edge, or a band (which checks each slot): one by one.
+    for (int slot = 0; slot < 4; ++slot) addEdge(0, 0, caps[slot], caps[slot], caps[slot] == ABSENT_CAPACITY);
+    return;
+  }
+  float* out = arcArray + arcFloatCount;
+  for (int slot = 0; slot < 4; ++slot) {
+    float cap = caps[slot];
+    if (cap != ABSENT_CAPACITY && !usableCapacity(cap)) {
+      logBadCall("addEdge", "negative or non-finite edge capacity stored as 0");
+      cap = 0.0f;
+    }
+    out[2 * slot] = out[2 * slot + 1] = cap;
+  }
+  arcFloatCount += 8;
+}
+
 bool KORUSEGraph::validNode(int i, const char* function) const {
   if (parentArc && i >= 0 && i < nodeCount) return true;
   logBadCall(function, "node index out of range");

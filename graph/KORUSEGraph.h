@@ -106,6 +106,11 @@ class KORUSEGraph {
   // and stored as 0 (it would stall the search).
   void addEdge(int i, int j, float cap, float revCap, bool absent);
 
+  // The four edges of the next node at once, in slot order, each the same
+  // capacity both ways or ABSENT_CAPACITY: what four addEdge calls would
+  // store, for builders that have a whole node's edges at hand.
+  void addNodeEdges(const float caps[4]);
+
   // Adds cap to the arc i -> j and revCap to j -> i when j is a present
   // 8-neighbour of i inside the grid; otherwise nothing changes. Cost: a
   // scan of i's eight arcs.
