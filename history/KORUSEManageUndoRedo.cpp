@@ -7,6 +7,7 @@
 #include "interface/KORUSEMarker.h"
 #include "support/ImageRows.h"
 #include "support/KORULog.h"
+#include "support/LargePages.h"
 
 uint32_t** KORUSEManageUndoRedo::m_bitPlane = nullptr;
 int32_t KORUSEManageUndoRedo::m_maxSize = 32;
@@ -48,6 +49,7 @@ void KORUSEManageUndoRedo::allocate() {
   uint32_t* words =
       static_cast<uint32_t*>(std::calloc(static_cast<size_t>(w) * h, sizeof(uint32_t)));
   if (!words) throw std::bad_alloc();
+  preferLargePages(words, static_cast<size_t>(w) * h * sizeof(uint32_t));
   uint32_t** columns = new (std::nothrow) uint32_t*[w];
   if (!columns) {
     std::free(words);

@@ -9,6 +9,7 @@
 #include "interface/SessionGlobals.h"
 #include "support/KORULog.h"
 #include "support/StageTrace.h"
+#include "support/LargePages.h"
 
 int setSourceImage(int width, int height, unsigned int* pixels) {
   return exportGuard("setSourceImage", 0, [&] {
@@ -31,6 +32,7 @@ int setSourceImage(int width, int height, unsigned int* pixels) {
     releaseImage(&markerImage);
     releaseKeptImage();
     IplImage* image = cvCreateImage(cvSize(width, height), IPL_DEPTH_8U, 3);
+    preferLargePages(image->imageData, image->imageSize);
     for (int y = 0; y < height; ++y) {
       uint8_t* bgr = reinterpret_cast<uint8_t*>(image->imageData + y * image->widthStep);
       const unsigned int* row = pixels + static_cast<size_t>(y) * width;

@@ -6,6 +6,7 @@
 #include "history/KORUSEManageUndoRedo.h"
 #include "interface/KORUSEMarker.h"
 #include "support/KORULog.h"
+#include "support/LargePages.h"
 
 KORUSEHybrid* pHybrid = nullptr;
 int32_t g_exitStatus = 0;
@@ -33,8 +34,10 @@ IplImage* photoSizedImage() {
     return image;
   }
   releaseImage(&g_keptImage);
-  return cvCreateImage(cvSize(KORUSEMarker::m_originalWidth, KORUSEMarker::m_originalHeight),
-                       IPL_DEPTH_8U, 1);
+  IplImage* image =
+      cvCreateImage(cvSize(KORUSEMarker::m_originalWidth, KORUSEMarker::m_originalHeight), IPL_DEPTH_8U, 1);
+  preferLargePages(image->imageData, image->imageSize);
+  return image;
 }
 
 void retireImage(IplImage** image) {
