@@ -57,55 +57,19 @@ void KORUSEGraph::allocateStorage(int nodeRecords, int edgeRecords) {
 }
 
 KORUSEGraph::KORUSEGraph(int nodeMax, int edgeMax, int width, int height, int threadCount)
-    : nodeCount(0),
-      arcFloatCount(0),
-      nodeCapacity(0),
-      arcCapacity(0),
-      parentArc(nullptr),
-      parentNode(nullptr),
-      treeLabel(nullptr),
-      residualTerminalCapacity(nullptr),
-      nextActive(nullptr),
-      nextOrphan(nullptr),
-      arcArray(nullptr),
-      flowValue(0.0f),
-      threadCount(threadCount),
-      blockWidth(0),
-      blockHeight(0),
-      blockRow(0),
-      blockColumn(0),
-      width(width),
-      height(height),
-      band(nullptr),
-      ownsStorage(true) {
+    : threadCount(threadCount), width(width), height(height) {
   allocateStorage(nodeMax > MIN_GRAPH_RECORDS ? nodeMax : MIN_GRAPH_RECORDS,
                   edgeMax > MIN_GRAPH_RECORDS ? edgeMax : MIN_GRAPH_RECORDS);
-  emptyQueues();
   buildOffsetTable();
 }
 
+// A block view never runs maxFlow itself: its thread count stays 0.
 KORUSEGraph::KORUSEGraph(KORUSEGraph* whole, int blockRow, int blockColumn, int blockWidth,
                          int blockHeight)
-    : nodeCount(0),
-      arcFloatCount(0),
-      nodeCapacity(0),
-      arcCapacity(0),
-      parentArc(nullptr),
-      parentNode(nullptr),
-      treeLabel(nullptr),
-      residualTerminalCapacity(nullptr),
-      nextActive(nullptr),
-      nextOrphan(nullptr),
-      arcArray(nullptr),
-      flowValue(0.0f),
-      threadCount(0),  // a block view never runs maxFlow itself
-      blockWidth(blockWidth),
+    : blockWidth(blockWidth),
       blockHeight(blockHeight),
       blockRow(blockRow),
       blockColumn(blockColumn),
-      width(0),
-      height(0),
-      band(nullptr),
       ownsStorage(false) {
   if (!whole) {
     logBadCall("KORUSEGraph", "block view of a null graph");
@@ -126,7 +90,6 @@ KORUSEGraph::KORUSEGraph(KORUSEGraph* whole, int blockRow, int blockColumn, int 
     height = whole->height;
     band = whole->band;
   }
-  emptyQueues();
   buildOffsetTable();
 }
 

@@ -213,31 +213,31 @@ class KORUSEGraph {
   void neighbourArcs(int i, int arcs[8]) const;
 
   // ---- members ------------------------------------------------------------------
-  int32_t nodeCount;     // nodes added so far
-  int32_t arcFloatCount;  // floats of the arc array in use (2 per edge)
-  int32_t nodeCapacity;   // nodes the storage holds
-  int32_t arcCapacity;    // floats the arc array holds
+  int32_t nodeCount = 0;      // nodes added so far
+  int32_t arcFloatCount = 0;  // floats of the arc array in use (2 per edge)
+  int32_t nodeCapacity = 0;   // nodes the storage holds
+  int32_t arcCapacity = 0;    // floats the arc array holds
   // Per node, index = node:
-  int32_t* parentArc;                 // arc from the node to its parent; TERMINAL_ARC or NO_PARENT
-  int32_t* parentNode;                // the node parentArc points to (TERMINAL_ARC, NO_PARENT alike)
-  uint8_t* treeLabel;                 // SOURCE_TREE, SINK_TREE or FREE_NODE
-  float* residualTerminalCapacity;    // > 0 from the source, < 0 to the sink (magnitude), 0 none
-  int32_t* nextActive;                // active FIFO: next node, itself when last, NOT_QUEUED
-  int32_t* nextOrphan;                // orphan FIFO, same convention
-  float* arcArray;                    // residual capacities, 8 per node
-  float flowValue;                    // from addtWeights and the augmentations
-  int32_t activeFirst, activeLast;    // FIFO of active nodes; NOT_QUEUED when empty
-  int32_t orphanFirst, orphanLast;    // FIFO of orphans
-  int32_t neighbourOffsetTable[8];    // whole grid's head formula; the only place width enters arcs
-  int32_t threadCount;                // below 2: serial search
-  int32_t blockWidth;                 // block view: block size in nodes
-  int32_t blockHeight;
-  int32_t blockRow;  // block view: position in the grid of blocks
-  int32_t blockColumn;
-  int32_t width;  // grid size in pixels
-  int32_t height;
-  BandTopology* band;  // band graphs: the band's neighbour tables; null for a whole grid
-  bool ownsStorage;    // false for a block view: it must never free the storage
+  int32_t* parentArc = nullptr;                 // arc from the node to its parent; TERMINAL_ARC or NO_PARENT
+  int32_t* parentNode = nullptr;                // the node parentArc points to (TERMINAL_ARC, NO_PARENT alike)
+  uint8_t* treeLabel = nullptr;                 // SOURCE_TREE, SINK_TREE or FREE_NODE
+  float* residualTerminalCapacity = nullptr;    // > 0 from the source, < 0 to the sink (magnitude), 0 none
+  int32_t* nextActive = nullptr;                // active FIFO: next node, itself when last, NOT_QUEUED
+  int32_t* nextOrphan = nullptr;                // orphan FIFO, same convention
+  float* arcArray = nullptr;                    // residual capacities, 8 per node
+  float flowValue = 0.0f;                       // from addtWeights and the augmentations
+  int32_t activeFirst = NOT_QUEUED, activeLast = NOT_QUEUED;  // FIFO of active nodes
+  int32_t orphanFirst = NOT_QUEUED, orphanLast = NOT_QUEUED;  // FIFO of orphans
+  int32_t neighbourOffsetTable[8] = {};  // whole grid's head formula; the only place width enters arcs
+  int32_t threadCount = 0;               // below 2: serial search
+  int32_t blockWidth = 0;                // block view: block size in nodes
+  int32_t blockHeight = 0;
+  int32_t blockRow = 0;  // block view: position in the grid of blocks
+  int32_t blockColumn = 0;
+  int32_t width = 0;  // grid size in pixels
+  int32_t height = 0;
+  BandTopology* band = nullptr;  // band graphs: the band's neighbour tables; null for a whole grid
+  bool ownsStorage = true;       // false for a block view: it must never free the storage
 
  private:
   void buildOffsetTable();
