@@ -123,6 +123,7 @@ void gcgraph(benchmark::State& state, size_t which) {
 
 class PeerTimes : public benchmark::ConsoleReporter {
  public:
+  PeerTimes() : ConsoleReporter(OO_Tabular) {}
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& r : runs)
       if (r.run_name.function_name.rfind("GCGraph/", 0) == 0 && r.iterations > 0)
