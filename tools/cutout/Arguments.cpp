@@ -40,13 +40,19 @@ void addCutOptions(CLI::App& app, CutArguments& cut, std::vector<int>& box) {
   app.add_flag("--every-step", cut.everyStep, "Also write the outputs of every step");
 }
 
+// A folder the build knows of, when it is there; "" otherwise.
+std::string folderIfThere(const char* path) {
+  std::error_code error;
+  return path && std::filesystem::is_directory(path, error) ? path : "";
+}
+
 // The benchmark folder beside the repository, when it is there.
 std::string defaultEvalDir() {
 #ifdef SEG_DEFAULT_EVAL_DIR
-  std::error_code error;
-  if (std::filesystem::is_directory(SEG_DEFAULT_EVAL_DIR, error)) return SEG_DEFAULT_EVAL_DIR;
-#endif
+  return folderIfThere(SEG_DEFAULT_EVAL_DIR);
+#else
   return "";
+#endif
 }
 
 CLI::App* addEvalCommand(CLI::App& app, EvalArguments& eval) {
@@ -79,10 +85,10 @@ CLI::App* addEvalCommand(CLI::App& app, EvalArguments& eval) {
 // The bundled sample photos, when the repository is there.
 std::string defaultSamplesDir() {
 #ifdef SEG_SAMPLES_DIR
-  std::error_code error;
-  if (std::filesystem::is_directory(SEG_SAMPLES_DIR, error)) return SEG_SAMPLES_DIR;
-#endif
+  return folderIfThere(SEG_SAMPLES_DIR);
+#else
   return "";
+#endif
 }
 
 CLI::App* addFingerprintCommand(CLI::App& app, FingerprintArguments& f) {
