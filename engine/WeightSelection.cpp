@@ -12,6 +12,7 @@
 #include "engine/ModelSteps.h"
 #include "interface/KORUSEMarker.h"
 #include "support/KORULog.h"
+#include "support/KORUMemory.h"
 #include "support/ImageRows.h"
 
 namespace {
@@ -50,8 +51,15 @@ bool framed(const MaskBox& b, int w, int h, float f) {
   return b.xmin < fw && w - b.xmax < fw && b.ymin < fh && h - b.ymax < fh;
 }
 
-// Writes 255 into `bin` for the object components larger than 70 % of the
-// largest (4-connected), 0 elsewhere; returns their pixel count.
+// Components are numbered as a flood fill of the 8-bit image numbers them:
+// 2, 3, ... in the raster order of their first pixels, and from the 254th
+// component on every one gets 255, so those are counted together as one.
+constexpr int kFirstComponentValue = 2;
+constexpr int kLastComponentValue = 255;
+
+// Writes 255 into `bin` for the object components (4-connected, numbered as
+// above) larger than 70 % of the largest, 0 elsewhere; returns their pixel
+// count.
 int keepLargeComponents(const IplImage* labels, IplImage* bin) {
   cvSetZero(bin);
   for (int y = 0; y < labels->height; ++y) {
@@ -59,22 +67,37 @@ int keepLargeComponents(const IplImage* labels, IplImage* bin) {
     uint8_t* out = imageRow(bin, y);
     for (int x = 0; x < labels->width; ++x) out[x] = isObject(in[x]) ? 1 : 0;
   }
-  cv::Mat binary = cv::cvarrToMat(bin), components, stats, centroids;
-  const int n = cv::connectedComponentsWithStats(binary, components, stats, centroids, 4, CV_32S);
+  cv::Mat binary = cv::cvarrToMat(bin), components;
+  const int n = cv::connectedComponents(binary, components, 4, CV_32S);
+  std::vector<int> value(n, 0);  // per component id: its fill value; id 0 is the background
+  const int next = kFirstComponentValue + (n - 1);
+  auto* counts = static_cast<int32_t*>(KORU_Calloc_Msg(next, sizeof(int32_t), "optimalLamda", 3136));
+  if (!counts) {
+    cvSetZero(bin);
+    return 0;
+  }
+  int numbered = kFirstComponentValue;
+  for (int y = 0; y < binary.rows; ++y) {
+    const int* id = components.ptr<int>(y);
+    for (int x = 0; x < binary.cols; ++x) {
+      if (id[x] && !value[id[x]]) value[id[x]] = std::min(numbered++, kLastComponentValue);
+      ++counts[value[id[x]]];
+    }
+  }
+  counts[0] = counts[1] = 0;
   int largest = 0;
-  for (int c = 1; c < n; ++c) largest = std::max(largest, stats.at<int>(c, cv::CC_STAT_AREA));
+  for (int v = kFirstComponentValue; v < next; ++v) largest = std::max(largest, counts[v]);
   const int limit = static_cast<int>(largest * kKeptComponentShare);
-  std::vector<uint8_t> kept(n, 0);  // per component: 255 when it stays
-  for (int c = 1; c < n; ++c) kept[c] = stats.at<int>(c, cv::CC_STAT_AREA) > limit ? 255 : 0;
   int area = 0;
   for (int y = 0; y < binary.rows; ++y) {
     uint8_t* out = binary.ptr<uint8_t>(y);
     const int* id = components.ptr<int>(y);
     for (int x = 0; x < binary.cols; ++x) {
-      out[x] = kept[id[x]];
+      out[x] = counts[value[id[x]]] > limit ? 255 : 0;
       area += out[x] != 0;
     }
   }
+  KORU_Free_Msg(counts, "optimalLamda", 3165);
   return area;
 }
 }  // namespace

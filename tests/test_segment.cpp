@@ -20,6 +20,7 @@
 #include "graph/KORUSEGraph.h"
 #include "interface/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
+#include "support/ImageRows.h"
 #include "support/StageTrace.h"
 
 class Segment : public SessionTest {
@@ -291,6 +292,22 @@ TEST_F(WeightChoice, OptimalLamdaFollowsAreasAndFraming) {
   object(0, 5, 5, 94, 94, 9);  // a wide frame
   object(1, 5, 5, 94, 94, 3);  // a narrow one
   EXPECT_EQ(choose(), 1);
+}
+
+// Components are numbered 2, 3, ... in raster order in an 8-bit image, so
+// from the 254th on they all get 255 and count as one. A 20-pixel line (row
+// 2, numbered 2) and 300 isolated pixels after it (3 .. 255, the last 48 all
+// 255): the largest "component" is those 48 (limit 33), kept alone. None has
+// an object neighbour, so there is no inner mean and the colour test fails:
+// nothing passes, candidate 0. Counted apart, the line would be kept, pass,
+// and be too small unframed: -1.
+TEST_F(WeightChoice, MoreThan254ComponentsShareTheLastNumber) {
+  for (int k = 0; k < 3; ++k) {
+    cvSet(labels_[k], cvScalarAll(MARK_PROBABLE_BACKGROUND));
+    cvLine(labels_[k], cvPoint(2, 2), cvPoint(21, 2), cvScalarAll(MARK_PROBABLE_OBJECT));
+    for (int i = 0; i < 300; ++i) imageRow(labels_[k], 60 + 2 * (i / 45))[2 + 2 * (i % 45)] = MARK_OBJECT;
+  }
+  EXPECT_EQ(choose(), 0);
 }
 
 // optimalLamda's colour tests are made in one pass over the three masks;
