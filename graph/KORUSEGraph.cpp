@@ -23,7 +23,9 @@ size_t storageBytes(int64_t count, size_t size) {
 // The per-node arrays share one allocation; each starts on an 8-byte boundary.
 size_t aligned(size_t bytes) { return (bytes + 7) & ~size_t(7); }
 
-bool usableCapacity(float cap) { return cap >= 0.0f && std::isfinite(cap); }
+// A residual capacity is a non-negative number; +inf is one (an edge no cut
+// may sever), NaN and negatives are not.
+bool usableCapacity(float cap) { return cap >= 0.0f; }
 
 }  // namespace
 
@@ -170,7 +172,7 @@ void KORUSEGraph::addEdge(int /*i*/, int /*j*/, float cap, float revCap, bool ab
   if (absent) {
     cap = revCap = ABSENT_CAPACITY;
   } else if (!usableCapacity(cap) || !usableCapacity(revCap)) {
-    logBadCall("addEdge", "negative or non-finite edge capacity stored as 0");
+    logBadCall("addEdge", "negative or NaN edge capacity stored as 0");
     if (!usableCapacity(cap)) cap = 0.0f;
     if (!usableCapacity(revCap)) revCap = 0.0f;
   }
@@ -189,7 +191,7 @@ void KORUSEGraph::addNodeEdges(const float caps[4]) {
   for (int slot = 0; slot < 4; ++slot) {
     float cap = caps[slot];
     if (cap != ABSENT_CAPACITY && !usableCapacity(cap)) {
-      logBadCall("addEdge", "negative or non-finite edge capacity stored as 0");
+      logBadCall("addEdge", "negative or NaN edge capacity stored as 0");
       cap = 0.0f;
     }
     out[2 * slot] = out[2 * slot + 1] = cap;
@@ -205,18 +207,21 @@ bool KORUSEGraph::validNode(int i, const char* function) const {
 
 void KORUSEGraph::addToEdge(int i, int j, float cap, float revCap) {
   if (!validNode(i, "addToEdge") || width < 1) return;
-  if (!usableCapacity(cap) || !usableCapacity(revCap)) {
-    logBadCall("addToEdge", "negative or non-finite capacity ignored");
-    return;
-  }
   int arcs[8];
   neighbourArcs(i, arcs);
   for (int a : arcs) {
     // Arcs of nodes whose edges are not built yet are not there to add to.
     if (a == NO_CANDIDATE || a >= arcFloatCount || arcArray[a] == ABSENT_CAPACITY) continue;
     if (arcHead(a) != j) continue;
-    arcArray[a] += cap;
-    arcArray[sisterArc(a)] += revCap;
+    // Removing capacity is fine as long as some remains: a negative residual
+    // (or NaN) has no meaning to the search.
+    const float forward = arcArray[a] + cap, backward = arcArray[sisterArc(a)] + revCap;
+    if (!usableCapacity(forward) || !usableCapacity(backward)) {
+      logBadCall("addToEdge", "capacity would go below 0 or become NaN: ignored");
+      return;
+    }
+    arcArray[a] = forward;
+    arcArray[sisterArc(a)] = backward;
     return;
   }
 }
@@ -260,6 +265,21 @@ bool KORUSEGraph::completeGraph() const {
   if (!parentArc || !arcArray || width < 1 || height < 1) return false;
   const int64_t nodes = band ? band->nodes : static_cast<int64_t>(width) * height;
   return nodeCount == nodes && static_cast<int64_t>(arcFloatCount) >= 8 * nodes;
+}
+
+bool KORUSEGraph::completeUnbuiltGrid() {
+  if (!parentArc || !arcArray || width < 1 || height < 1) return false;
+  // A band has no layout for a part not built: only whole ones are cut.
+  if (band) return completeGraph();
+  const int64_t nodes = static_cast<int64_t>(width) * height;
+  // The grid's arithmetic reaches every node of width x height: the storage
+  // must hold them, and nodes past the grid have no place in it.
+  if (nodeCount > nodes || nodeCapacity < nodes || arcCapacity < 8 * nodes) return false;
+  // Nodes not added are free, edges not added saturated: nothing reaches them.
+  freeNodes(*this, nodeCount, static_cast<int>(nodes - nodeCount));
+  if (arcFloatCount < 8 * nodes)
+    std::memset(arcArray + arcFloatCount, 0, sizeof(float) * static_cast<size_t>(8 * nodes - arcFloatCount));
+  return true;
 }
 
 void KORUSEGraph::InitBlock() {

@@ -102,8 +102,8 @@ class KORUSEGraph {
   // when absent. i and j are not read: edges must come strictly in node
   // order, four per node, in slot order left, upper-left, upper, upper-right,
   // absent for neighbours outside the grid (in a band: outside the band,
-  // which is enforced). A capacity that is negative or not finite is logged
-  // and stored as 0 (it would stall the search).
+  // which is enforced). +inf is an edge no cut severs; a capacity that is
+  // negative or NaN means nothing to the search and is logged and stored as 0.
   void addEdge(int i, int j, float cap, float revCap, bool absent);
 
   // The four edges of the next node at once, in slot order, each the same
@@ -112,8 +112,9 @@ class KORUSEGraph {
   void addNodeEdges(const float caps[4]);
 
   // Adds cap to the arc i -> j and revCap to j -> i when j is a present
-  // 8-neighbour of i inside the grid; otherwise nothing changes. Cost: a
-  // scan of i's eight arcs.
+  // 8-neighbour of i inside the grid; otherwise nothing changes. The adds may
+  // be negative; one that would leave either arc below 0 (or NaN) is logged
+  // and changes nothing. Cost: a scan of i's eight arcs.
   void addToEdge(int i, int j, float cap, float revCap);
 
   // Combines terminal capacities with what node i already holds: the flow
@@ -151,7 +152,9 @@ class KORUSEGraph {
   // ---- maximum flow (MaxFlow.cpp) ---------------------------------------------
 
   // Entry point: maxflowInit, then the serial search; returns the flow.
-  // Needs a complete graph: every node and its four edges. Stops early (flag
+  // A whole grid may be built in part: nodes not added count as free with no
+  // terminal capacity and edges not added as saturated (the storage must
+  // hold width x height nodes; a band must be complete). Stops early (flag
   // set, partial cut) when KORUSEMarker::m_exitApp is set or g_cancelTimer
   // passes 10 s; callers check the flag and discard the result. With a
   // thread count of 2 or more a whole grid is cut by the block search of
@@ -244,6 +247,9 @@ class KORUSEGraph {
   void emptyQueues();
   bool validNode(int i, const char* function) const;
   bool completeGraph() const;
+  // Makes a whole grid built only in part searchable (see maxFlow); false
+  // when the storage cannot hold the grid.
+  bool completeUnbuiltGrid();
   void releaseBand();
   void allocateStorage(int nodeRecords, int edgeRecords);
 };

@@ -13,11 +13,14 @@ constexpr int kWorkPerClockReading = 4096;
 }  // namespace
 
 float KORUSEGraph::maxFlow() {
-  if (!completeGraph()) {
-    logBadCall("maxFlow", "graph is not complete: every node with its four edges");
+  const bool complete = completeGraph();
+  if (!complete && !completeUnbuiltGrid()) {
+    logBadCall("maxFlow", "graph storage does not hold its width x height grid");
     return flowValue;
   }
-  if (threadCount >= 2 && !band) {
+  // The block search partitions complete grids; a partial one is cut serially
+  // (the same flow).
+  if (threadCount >= 2 && !band && complete) {
     // The block search does not add up the flow: callers read the cut.
     ParallelGC parallel(this, threadCount);
     return parallel.maxFlow();

@@ -8,6 +8,7 @@
 #include <random>
 #include <vector>
 
+#include "LogCapture.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/KORUSEMarker.h"
 #include "support/KORUTimer.h"
@@ -159,6 +160,60 @@ TEST(MaxFlowTiny, HandWorkedGrids) {
   auto g = bottleneck();
   EXPECT_FLOAT_EQ(g->maxFlow(), 7.0f);
   for (int n = 0; n < 9; ++n) EXPECT_EQ(g->getTreeofNode(n), n % 3 == 2) << n;
+}
+
+// What the exported calls accept beyond the engine's own builds, on 2 x 1
+// grids [S5]--e--[T5] (source 5 on node 0, sink 5 on node 1):
+//   e = +inf: the terminals are the bottleneck, flow 5; both links saturate,
+//     so both nodes end free: object side.
+//   e = 3, then addToEdge -2 both ways: e = 1, flow 1. A further -5 would
+//     leave -4: refused and logged, e stays 1.
+//   NaN is no capacity: stored as 0, flow 0.
+// And a grid built in part: 2 x 2 storage, only the top row added with its
+// edges (left edge 4): flow min(5, 4, 3) = 3 through it, the rest unreached.
+// Storage smaller than the grid: refused, nothing cut.
+TEST(MaxFlowTiny, WhatTheExportedCallsAccept) {
+  LogCapture log;
+  auto pair = [](float edge) {
+    auto g = std::make_unique<KORUSEGraph>(2, 8, 2, 1, 0);
+    g->addNode(2);
+    for (int n = 0; n < 2; ++n)
+      for (int k = 0; k < 4; ++k) g->addEdge(n, n - 1, edge, edge, !(n == 1 && k == 0));
+    g->addtWeights(0, 5, 0);
+    g->addtWeights(1, 0, 5);
+    return g;
+  };
+  auto infinite = pair(INFINITY);
+  EXPECT_FLOAT_EQ(infinite->maxFlow(), 5.0f);
+  EXPECT_TRUE(!infinite->getTreeofNode(0) && !infinite->getTreeofNode(1));
+  EXPECT_EQ(infinite->arcArray[8], INFINITY);
+
+  auto lowered = pair(3.0f);
+  lowered->addToEdge(0, 1, -2.0f, -2.0f);
+  lowered->addToEdge(1, 0, -5.0f, 0.0f);
+  EXPECT_FLOAT_EQ(lowered->maxFlow(), 1.0f);
+  EXPECT_FLOAT_EQ(pair(NAN)->maxFlow(), 0.0f);
+
+  KORUSEGraph part(4, 16, 2, 2, 0);
+  part.addNode(2);
+  for (int n = 0; n < 2; ++n)
+    for (int k = 0; k < 4; ++k) part.addEdge(n, n - 1, 4.0f, 4.0f, !(n == 1 && k == 0));
+  part.addtWeights(0, 5, 0);
+  part.addtWeights(1, 0, 3);
+  EXPECT_FLOAT_EQ(part.maxFlow(), 3.0f);
+  EXPECT_TRUE(!part.getTreeofNode(0) && !part.getTreeofNode(1));  // 1 still reached through e
+
+  KORUSEGraph small(2, 8, 5, 5, 0);  // 5 x 5 grid, room for 16 nodes
+  small.addNode(2);
+  small.addtWeights(0, 5, 1);
+  EXPECT_FLOAT_EQ(small.maxFlow(), 1.0f);  // addtWeights' share only
+  EXPECT_EQ(small.treeLabel[0], FREE_NODE);
+
+  for (const char* refusal : {"addToEdge: capacity would go below 0 or become NaN: ignored",
+                              "addEdge: negative or NaN edge capacity stored as 0",
+                              "maxFlow: graph storage does not hold its width x height grid"})
+    EXPECT_TRUE(log.contains({ANDROID_LOG_ERROR, "Error", refusal})) << refusal;
+  EXPECT_EQ(log.count("Error"), 3u);
 }
 
 // 3 x 3, every edge 1:   0 1 2
