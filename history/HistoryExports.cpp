@@ -17,14 +17,8 @@ static int deliver(const char* function, IplImage* (*step)(), unsigned int* blen
     }
     releaseImage(&resultMask);
     resultMask = step();
-    if (resultMask) {
-      loadMaskImageInfo(mask);
-      deliverOutlineAndRelease(blended);
-    } else {
-      writeSourcePixels(blended);
-    }
-    retireImage(&markerImage);
-    endOfCallTeardown();
+    deliverResult(blended, mask);
+    endOfOutputCall();
     return 0;
   });
 }

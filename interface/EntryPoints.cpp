@@ -103,23 +103,18 @@ int setMarkerImage(int width, int height, int* markers, int strokeType) {
 
 int processSegment(int, int, int, unsigned int* blended, unsigned char* mask) {
   return exportGuard("processSegment", 0, [&] {
+    releaseImage(&resultMask);  // only a call cut short by an error leaves one
     if (markerImage && pHybrid) {
       traceStage("labels");
       pHybrid->setLabelImage(markerImage);
       resultMask = pHybrid->segment();
       traceStage("outline");
-      if (resultMask) loadMaskImageInfo(mask);
     } else if (markerImage) {
       logBadCall("processSegment", "no engine (call initSegmentationEngine first)");
     }
-    if (resultMask) {
-      deliverOutlineAndRelease(blended);
-    } else {
-      writeSourcePixels(blended);
-    }
-    retireImage(&markerImage);
+    deliverResult(blended, mask);
     traceStage("done");
-    return endOfCallTeardown() ? -1 : 0;
+    return endOfSegmentCall() ? -1 : 0;
   });
 }
 

@@ -157,7 +157,7 @@ void cutOutImage(int, int, int, unsigned int* blended, unsigned char* mask) {
     if (blended) deliverOutlineAndRelease(blended);
     retireImage(&resultMask);
     retireImage(&markerImage);
-    endOfCallTeardown();
+    endOfOutputCall();
   });
 }
 

@@ -2,6 +2,7 @@
 
 #include <climits>
 
+#include "SegmentationCore.h"
 #include "engine/KORUSEHybrid.h"
 #include "history/KORUSEManageUndoRedo.h"
 #include "interface/KORUSEMarker.h"
@@ -67,13 +68,28 @@ void tearDownSession() {
   pHybrid = nullptr;
 }
 
-bool endOfCallTeardown() {
+bool endOfSegmentCall() {
   if (g_exitStatus && KORUSEMarker::m_exitApp) {
     tearDownSession();
     return true;
   }
   g_exitStatus = 0;
   return false;
+}
+
+void endOfOutputCall() {
+  if (g_exitStatus && KORUSEMarker::m_exitApp) tearDownSession();
+  g_exitStatus = 0;
+}
+
+void deliverResult(unsigned int* blended, unsigned char* mask) {
+  if (resultMask) {
+    loadMaskImageInfo(mask);
+    deliverOutlineAndRelease(blended);
+  } else {
+    writeSourcePixels(blended);
+  }
+  retireImage(&markerImage);
 }
 
 bool haveSource(const char* function) {
@@ -112,7 +128,12 @@ void createEngine() {
 }
 
 bool marksFitPhoto(int width, int height, bool haveMarks) {
-  if (!checkImageSize(width, height, "setMarkerImage", 164)) return false;
+  if (!checkImageSize(width, height, "setMarkerImage", 164)) {
+    // Both of its size checks speak, before and after viewing the buffer; no
+    // view is made of a size OpenCV refuses.
+    checkImageSize(width, height, "setMarkerImage", 173);
+    return false;
+  }
   if (!haveMarks || !haveSource("setMarkerImage")) {
     if (!haveMarks) logBadCall("setMarkerImage", "null marker buffer");
     return false;

@@ -31,9 +31,17 @@ void retireImage(IplImage** image);
 void releaseKeptImage();
 // Everything of a session: outline, session images, history, engine.
 void tearDownSession();
-// The end of every output call: tears down when the host cancelled and then
-// exited. Returns whether it did; g_exitStatus is cleared otherwise.
-bool endOfCallTeardown();
+// The end of processSegment: tears down when the host cancelled and then
+// exited, and returns true (g_exitStatus and m_exitApp stay set: the host
+// sees -1 and starts afresh); otherwise clears g_exitStatus.
+bool endOfSegmentCall();
+// The end of cutOutImage, undo and redo: the same teardown, but g_exitStatus
+// is cleared in every case, so a later session's cancel is a plain cancel.
+void endOfOutputCall();
+// Hands resultMask to the host (mask, then preview with its outline) and
+// releases it, or shows the plain photo when there is none (mask untouched);
+// then drops the pending marks.
+void deliverResult(unsigned int* blended, unsigned char* mask);
 // True when a photo has been handed over (logs under "Error" otherwise).
 bool haveSource(const char* function);
 // Writes the photo into a host buffer as opaque pixels.

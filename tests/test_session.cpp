@@ -168,6 +168,44 @@ TEST_F(SessionTest, CancelThenExitTearsTheSessionDown) {
   EXPECT_EQ(canUndo(), 0);
 }
 
+// Which call tore the session down decides what a later plain cancel means:
+// processSegment leaves g_exitStatus set (the host saw -1 and must start
+// afresh), cutOutImage, undo and redo clear it.
+TEST_F(SessionTest, ExitStatusAfterEachKindOfTeardown) {
+  const std::vector<int> marks(12, 2);
+  const struct {
+    const char* call;
+    int statusAfter;
+    int laterCancelledEdit;  // processSegment's answer in the next session
+  } kinds[] = {{"processSegment", 1, -1}, {"cutOutImage", 0, 0}, {"undo", 0, 0}, {"redo", 0, 0}};
+  for (const auto& kind : kinds) {
+    SCOPED_TRACE(kind.call);
+    open(4, 3);
+    std::vector<int> copy = marks;
+    setMarkerImage(4, 3, copy.data(), STROKE_ADD_TYPE);
+    cancelSegmentation();
+    exitSegmentation();
+    const std::string call = kind.call;
+    if (call == "processSegment") EXPECT_EQ(processSegment(0, 0, 0, nullptr, nullptr), -1);
+    if (call == "cutOutImage") cutOutImage(0, 0, 0, nullptr, nullptr);
+    if (call == "undo") undo(nullptr, nullptr);
+    if (call == "redo") redo(nullptr, nullptr);
+    EXPECT_EQ(pHybrid, nullptr);
+    EXPECT_EQ(g_exitStatus, kind.statusAfter);
+
+    // A new session, an edit pending, a plain cancel (no exit).
+    open(4, 3);
+    copy = marks;
+    setMarkerImage(4, 3, copy.data(), STROKE_ADD_TYPE);
+    cancelSegmentation();
+    Pixels preview(12, 0);
+    EXPECT_EQ(processSegment(0, 0, 0, preview.data(), nullptr), kind.laterCancelledEdit);
+    EXPECT_EQ(preview, opaque(photo_));
+    EXPECT_EQ(pHybrid == nullptr, kind.laterCancelledEdit == -1);
+    g_exitStatus = 0;
+  }
+}
+
 TEST_F(SessionTest, UndefinedCallsAreLoggedAndTouchNothing) {
   LogCapture log;
   HostMask mask(12, 9);
@@ -213,7 +251,12 @@ TEST_F(SessionTest, UndefinedCallsAreLoggedAndTouchNothing) {
   EXPECT_EQ(big, HostMask(48, 9));
 
   EXPECT_TRUE(log.contains({ANDROID_LOG_ERROR, "Error", "MEMORY_CRASH : setSourceImage 115"}));
-  EXPECT_TRUE(log.contains({ANDROID_LOG_ERROR, "Error", "MEMORY_CRASH : setMarkerImage 164"}));
+  // Both of setMarkerImage's size checks speak, in order.
+  const std::vector<LogLine> lines = log.lines();
+  const auto first = std::find(lines.begin(), lines.end(),
+                               LogLine{ANDROID_LOG_ERROR, "Error", "MEMORY_CRASH : setMarkerImage 164"});
+  ASSERT_TRUE(first != lines.end() && first + 1 != lines.end());
+  EXPECT_EQ(first[1], (LogLine{ANDROID_LOG_ERROR, "Error", "MEMORY_CRASH : setMarkerImage 173"}));
   EXPECT_GE(log.count("Error"), 16u);
 }
 
