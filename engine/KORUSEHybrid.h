@@ -53,7 +53,8 @@ class KORUSEHybrid {
   KORUSEColorModel m_bgModel;    // background colours (labels 1 and 3)
 
   KORUSEHybrid();
-  // Frees m_nlinks. The graph was already destroyed by segment/clearMemory.
+  // Frees m_nlinks, and first whatever an edit cut short by an exception
+  // left (clearMemory): only a finished segment destroys its graph itself.
   ~KORUSEHybrid();
 
   // ---- per photo ----------------------------------------------------------------
@@ -109,7 +110,11 @@ class KORUSEHybrid {
   // The weight (and starting labels) for pass k; returns the model step
   // mode: 0 fresh, 1 update, 2 keep.
   int parallelLamdaSwtich(int k);
-  // A variant of the model step that the driver does not call.
+  // The end of every model step: inverts both models' covariances; a
+  // homogeneous image (asked of the background model for k = 0, else the
+  // flag alone) gets the heavy background regulariser and weight 50.
+  // Returns whether the weight keeps switching. The driver calls it after
+  // each fit or refit.
   bool homogenousLamda(int k);
   // Which of the three snapshot labellings to continue from, or -1.
   int optimalLamda(IplImage** labels, float* unused);

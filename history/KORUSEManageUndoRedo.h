@@ -21,8 +21,10 @@ class KORUSEManageUndoRedo {
   static int32_t m_bottom;       // the ring's lower limit
   static int32_t width, height;  // plane size: the source size at allocate()
 
-  // Sizes the planes to the source (zeroed) and empties the ring.
-  // Planes of an earlier photo are freed first.
+  // Sizes the planes to the source and empties the ring. Planes of an earlier
+  // photo are freed first, where forgetting them would leak them; the new
+  // ones read as all background until written, so a slot never recorded
+  // (redo on an empty history) gives an empty mask, not stale memory.
   static void allocate();
   // Frees the planes; indices and size back to 0.
   static void deallocate();

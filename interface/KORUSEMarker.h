@@ -48,8 +48,8 @@ class KORUSEMarker {
   static double m_noiseLevel;
 
   static void allocator();    // nothing to do; kept for symmetry with dellocator
-  // Called for each new engine: noise level 0.1, flags cleared, any label
-  // image of an earlier engine released.
+  // Called for each new engine: noise level 0.1, flags cleared. A label image
+  // left by an earlier engine is released, not just forgotten (that leaked).
   static void initializer();
   // Start over on the same photo: labels and previous result released,
   // stroke points emptied (its type kept), flags and noise level reset.

@@ -15,8 +15,11 @@ struct KORU_Timer {
   int32_t startUsec;
   int32_t stopSec;
   int32_t stopUsec;
-  double startMicros;  // unused: readers compute into locals, so that
-  double stopMicros;   //   several threads may read one timer
+  // Readings in microseconds. Never written: the readers compute them into
+  // locals, as the block searches of a parallel cut read one running timer
+  // from several threads at once; writing here would race.
+  double startMicros;
+  double stopMicros;
   int32_t stopped;     // 1 after stop_cpu_timer, 0 after start_cpu_timer
 };
 
