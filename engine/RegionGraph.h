@@ -20,7 +20,8 @@ struct TerminalCapacities {
 };
 
 // A colour neither model explains (both densities 0) would give inf - inf in
-// the graph: it prefers neither side, so it gets no terminal capacity.
+// the graph, a NaN the search cannot cut: kept apart on purpose, it prefers
+// neither side, so it gets no terminal capacity.
 inline TerminalCapacities terminalCapacities(DataTerm term) {
   if (std::isinf(term.source) && std::isinf(term.sink)) term = {0.0, 0.0};
   return {static_cast<float>(term.source), static_cast<float>(term.sink)};

@@ -20,9 +20,9 @@ void SearchTree<Grid>::release(int orphan, const int arcs[8], const int heads[8]
     if (cap[a] == ABSENT_CAPACITY) continue;
     const int j = heads[k];
     if (tree[j] != former) continue;
-    // Orphans of the tree are queued too: one that is adopted again must be
-    // able to grow back into this node, or the node stays free although it
-    // still reaches the terminal and the cut read back is not minimal.
+    // Orphans of the tree are queued too, on purpose: one that is adopted
+    // again must be able to grow back into this node, or the node stays free
+    // although it still reaches the terminal, and the cut is not minimal.
     const float toward = sinkTree ? cap[a] : cap[KORUSEGraph::sisterArc(a)];
     if (toward != 0.0f) addActive(j);
     if (parentNode[j] == orphan) addOrphan(j);
