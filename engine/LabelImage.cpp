@@ -25,9 +25,6 @@ const double kHaloFraction = 0.05;
 const int kUnknownPathThickness = 3;
 // Margin around the edit's box, in working pixels.
 const int kRegionMargin = 10;
-
-inline bool isBrush(int type) { return (type & ~1) == 2; }
-inline bool addsToObject(int type) { return (type & ~2) == 0; }
 }  // namespace
 
 // Brush strokes: dilate the marks; the new ring around a stroke's own value

@@ -12,9 +12,6 @@
 #include "support/KORULog.h"
 
 namespace {
-inline bool isBrush(int type) { return (type & ~1) == 2; }
-inline bool addsToObject(int type) { return (type & ~2) == 0; }
-
 // A usable 8-bit, 1-channel mask, or an empty matrix after logging.
 cv::Mat maskView(IplImage* mask, const char* function) {
   if (!mask || mask->nChannels != 1 || mask->depth != IPL_DEPTH_8U) {
