@@ -150,3 +150,7 @@ class KORUSEHybrid {
   // True when the host cancelled or the 10 s budget is spent.
   bool cancelSegmentation();
 };
+
+// The region of width x height at (m_xMinBBox, m_yMinBBox) lies inside
+// `image`: what cropImage needs and does not check itself.
+bool regionInside(const IplImage* image, int width, int height);

@@ -201,6 +201,11 @@ void KORUSEHybrid::computeBoundingBox() {
   m_minRegionArea = static_cast<int>((box.xmax - box.xmin) * (box.ymax - box.ymin) * 0.1);
 }
 
+bool regionInside(const IplImage* image, int width, int height) {
+  const int x0 = KORUSEMarker::m_xMinBBox, y0 = KORUSEMarker::m_yMinBBox;
+  return x0 >= 0 && y0 >= 0 && x0 + width <= image->width && y0 + height <= image->height;
+}
+
 IplImage* KORUSEHybrid::cropImage(IplImage* src) {
   if (!checkImageSize(m_roiWidth, m_roiHeight, "cropImage", 850) || !src) return nullptr;
   IplImage* crop = cvCreateImage(cvSize(m_roiWidth, m_roiHeight), 8, src->nChannels);

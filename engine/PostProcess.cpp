@@ -93,12 +93,6 @@ void KORUSEHybrid::postProcessForLoop(IplImage* mask) {
 }
 
 namespace {
-// The region lies inside `image` (cropImage itself does not check).
-bool regionInside(const IplImage* image, int width, int height) {
-  const int x0 = KORUSEMarker::m_xMinBBox, y0 = KORUSEMarker::m_yMinBBox;
-  return x0 >= 0 && y0 >= 0 && x0 + width <= image->width && y0 + height <= image->height;
-}
-
 // A row or column is black when its first channel sums to 0.
 bool blackRow(const cv::Mat& c, int y) {
   const uchar* p = c.ptr<uchar>(y);

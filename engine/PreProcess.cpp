@@ -205,11 +205,6 @@ cv::Rect structuredPart(const cv::Mat& grey) {
   adjustSideways(greyT, r);  // top, then bottom
   return transposed(r);
 }
-
-bool regionInside(const IplImage* image, int width, int height) {
-  const int x0 = KORUSEMarker::m_xMinBBox, y0 = KORUSEMarker::m_yMinBBox;
-  return x0 >= 0 && y0 >= 0 && x0 + width <= image->width && y0 + height <= image->height;
-}
 }  // namespace
 
 void KORUSEHybrid::preProcess() {
