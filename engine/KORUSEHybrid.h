@@ -17,7 +17,8 @@
 //   RegionSamples.cpp       the region's colours and what the models make of
 //                           them, shared by the cuts and model steps of an edit
 //   Segment.cpp             the five-pass driver
-//   WeightSelection.cpp     choosing the smoothness weight
+//   WeightSelection.cpp     choosing the smoothness weight; for homogeneous
+//                           images, the first or the last cut
 //   BoundaryContrast.cpp    its colour test of a labelling's boundary
 //   PostProcess.cpp         cleaning and merging result masks
 //   Refinement.cpp          full-resolution cut in the boundary band
@@ -109,7 +110,9 @@ class KORUSEHybrid {
   // The weight (and starting labels) for pass k; returns the model step
   // mode: 0 fresh, 1 update, 2 keep.
   int parallelLamdaSwtich(int k);
-  // A variant of the model step that the driver does not call.
+  // After a model step: inverts both models' covariances; with k == 0 also
+  // decides whether the image is homogeneous (then weight 50 and a heavily
+  // regularised background model). Returns whether the weight keeps switching.
   bool homogenousLamda(int k);
   // Which of the three snapshot labellings to continue from, or -1.
   int optimalLamda(IplImage** labels, float* unused);
