@@ -14,6 +14,7 @@
 #include "engine/KORUSEHybrid.h"
 #include "engine/ModelSteps.h"
 #include "interface/KORUSEMarker.h"
+#include "support/Gradient.h"
 #include "support/KORULog.h"
 #include "support/ImageRows.h"
 
@@ -224,10 +225,7 @@ void KORUSEHybrid::chooseIter() {
   if (!m_roiImage || !m_roiLabel || !m_iterLabel[0]) return;
   IplImage* grey = cvCreateImage(cvGetSize(m_roiImage), 8, 1);
   cvCvtColor(m_roiImage, grey, CV_BGR2GRAY);
-  cv::Mat gx, gy, gradient;
-  cv::Sobel(cv::cvarrToMat(grey), gx, CV_32F, 1, 0, 3);
-  cv::Sobel(cv::cvarrToMat(grey), gy, CV_32F, 0, 1, 3);
-  cv::magnitude(gx, gy, gradient);
+  const cv::Mat gradient = gradientMagnitude(cv::cvarrToMat(grey));
   const float first = boundaryEdgeScore(m_iterLabel[0], gradient);
   const float last = boundaryEdgeScore(m_roiLabel, gradient);
   cvReleaseImage(&grey);
