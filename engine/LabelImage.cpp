@@ -166,14 +166,10 @@ struct Box {
 
 template <typename Wanted>
 Box boxOfLabels(IplImage* labels, Wanted wanted) {
-  Box box;
-  if (!labels) return box;
-  for (int y = 0; y < labels->height; ++y) {
-    const uint8_t* r = imageRow(labels, y);
-    for (int x = 0; x < labels->width; ++x)
-      if (wanted(r[x])) box.add(x, y);
-  }
-  return box;
+  if (!labels) return Box();
+  const CvRect r = boxWhere(labels, wanted);
+  if (r.width < 1) return Box();
+  return Box{r.x, r.x + r.width - 1, r.y, r.y + r.height - 1};
 }
 }  // namespace
 

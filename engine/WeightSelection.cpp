@@ -7,7 +7,6 @@
 #include <opencv2/imgproc/imgproc_c.h>
 
 #include <algorithm>
-#include <climits>
 #include <vector>
 
 #include "engine/BoundaryContrast.h"
@@ -31,27 +30,15 @@ const double kSpreadLimit = 0.4;         // area spread that prefers the last ca
 
 inline bool isObject(uint8_t label) { return label == MARK_OBJECT || label == MARK_PROBABLE_OBJECT; }
 
-// Box of the pixels >= 255; with none, min = INT_MAX and max = -1.
-struct MaskBox {
-  int xmin = INT_MAX, xmax = -1, ymin = INT_MAX, ymax = -1;
-};
-MaskBox boxOfObject(const IplImage* mask) {
-  MaskBox b;
-  for (int y = 0; y < mask->height; ++y) {
-    const uint8_t* r = imageRow(mask, y);
-    for (int x = 0; x < mask->width; ++x)
-      if (r[x] >= 255) {
-        b.xmin = std::min(b.xmin, x);
-        b.xmax = std::max(b.xmax, x);
-        b.ymin = std::min(b.ymin, y);
-        b.ymax = std::max(b.ymax, y);
-      }
-  }
-  return b;
+// Box of the pixels at 255.
+CvRect boxOfObject(const IplImage* mask) {
+  return boxWhere(mask, [](uint8_t v) { return v == 255; });
 }
-bool framed(const MaskBox& b, int w, int h, float f) {
+// The box reaches within f of all four borders; an empty box never does.
+bool framed(const CvRect& b, int w, int h, float f) {
   const int fw = static_cast<int>(f * w), fh = static_cast<int>(f * h);
-  return b.xmin < fw && w - b.xmax < fw && b.ymin < fh && h - b.ymax < fh;
+  const int xmax = b.x + b.width - 1, ymax = b.y + b.height - 1;
+  return b.width > 0 && b.x < fw && w - xmax < fw && b.y < fh && h - ymax < fh;
 }
 
 // Writes 255 into `bin` for the object components larger than 70 % of the
