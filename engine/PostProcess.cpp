@@ -9,6 +9,7 @@
 #include "engine/MaskCleaning.h"
 #include "interface/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
+#include "support/ImageRows.h"
 #include "support/KORULog.h"
 
 namespace {
@@ -139,7 +140,7 @@ void KORUSEHybrid::removeBlackRegion() {
   // the span's own first and last rows and columns too, on purpose.
   const int x0 = KORUSEMarker::m_xMinBBox, y0 = KORUSEMarker::m_yMinBBox;
   for (int y = 0; y < height; ++y) {
-    uchar* out = reinterpret_cast<uchar*>(labels->imageData + (y0 + y) * labels->widthStep) + x0;
+    uchar* out = imageRow(labels, y0 + y) + x0;
     for (int x = 0; x < width; ++x)
       if (x <= left || x >= right || y <= top || y >= bottom) out[x] = MARK_BACKGROUND;
   }

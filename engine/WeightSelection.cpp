@@ -182,10 +182,9 @@ float boundaryEdgeScore(const IplImage* labels, const cv::Mat& gradient) {
   IplImage* eroded = cvCloneImage(labels);
   cvSetZero(boundary);
   for (int y = 0; y < labels->height; ++y) {
-    const uint8_t* in = reinterpret_cast<const uint8_t*>(labels->imageData + y * labels->widthStep);
-    uint8_t* out = reinterpret_cast<uint8_t*>(boundary->imageData + y * boundary->widthStep);
-    for (int x = 0; x < labels->width; ++x)
-      out[x] = (in[x] == MARK_OBJECT || in[x] == MARK_PROBABLE_OBJECT) ? 255 : 0;
+    const uint8_t* in = imageRow(labels, y);
+    uint8_t* out = imageRow(boundary, y);
+    for (int x = 0; x < labels->width; ++x) out[x] = isObject(in[x]) ? 255 : 0;
   }
   // Too small to erode: the label copy itself is subtracted.
   if (boundary->width > 2 && boundary->height > 2) cvErode(boundary, eroded, nullptr, 1);
@@ -193,7 +192,7 @@ float boundaryEdgeScore(const IplImage* labels, const cv::Mat& gradient) {
 
   int n = 0, strong = 0, weak = 0;
   for (int y = 0; y < boundary->height; ++y) {
-    const uint8_t* b = reinterpret_cast<const uint8_t*>(boundary->imageData + y * boundary->widthStep);
+    const uint8_t* b = imageRow(boundary, y);
     const float* g = gradient.ptr<float>(y);
     for (int x = 0; x < boundary->width; ++x) {
       if (b[x] != 255) continue;

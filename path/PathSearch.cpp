@@ -11,6 +11,7 @@
 #include "path/GridSearch.h"
 #include "path/PathSteps.h"
 #include "path/SearchInput.h"
+#include "support/ImageRows.h"
 #include "support/KORULog.h"
 
 using namespace path_detail;
@@ -99,7 +100,7 @@ template <typename Element>
 void storeCosts(const PathHeap& heap, int width, int height, IplImage* image, double most) {
   const int channels = image->nChannels;
   for (int r = 0; r < height; ++r) {
-    auto* row = reinterpret_cast<Element*>(image->imageData + static_cast<long long>(r) * image->widthStep);
+    Element* row = imageRow<Element>(image, r);
     for (int c = 0; c < width; ++c) {
       Element* pixel = row + static_cast<long long>(c) * channels;
       pixel[0] = static_cast<Element>(std::min(heap.poppedKey(r * width + c), most));

@@ -1,14 +1,19 @@
-// Byte access into 8-bit IplImages without OpenCV's per-pixel accessors.
+// Row access into IplImages without OpenCV's per-pixel accessors: bytes of
+// 8-bit images, or the elements of 32F and 64F ones.
 #pragma once
 
 #include <opencv2/core/core_c.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
-// Start of row y.
-inline uint8_t* imageRow(const IplImage* image, int y) {
-  return reinterpret_cast<uint8_t*>(image->imageData + y * image->widthStep);
+// Start of row y, as bytes or (imageRow<float>, imageRow<double>) as elements.
+// The offset is taken in ptrdiff_t: a header the host set up over its own
+// buffer may span more than 2 GB.
+template <typename Element = uint8_t>
+inline Element* imageRow(const IplImage* image, int y) {
+  return reinterpret_cast<Element*>(image->imageData + static_cast<ptrdiff_t>(y) * image->widthStep);
 }
 
 // First byte of pixel (x, y).
