@@ -12,11 +12,6 @@
 
 namespace {
 
-inline bool isObjectLabel(unsigned char l) { return l == MARK_OBJECT || l == MARK_PROBABLE_OBJECT; }
-inline bool isBackgroundLabel(unsigned char l) {
-  return l == MARK_BACKGROUND || l == MARK_PROBABLE_BACKGROUND;
-}
-
 bool is8Bit(const IplImage* img) { return img && img->depth == IPL_DEPTH_8U && img->imageData; }
 
 // Image and label image usable together; logs why not. Rows and columns
@@ -49,9 +44,9 @@ bool texturesCover(int rows, int cols) {
 
 void appendLabelled(unsigned char label, const pixelVal& s, std::vector<pixelVal>& first,
                     std::vector<pixelVal>& second) {
-  if (isBackgroundLabel(label))
+  if (isBackground(label))
     second.push_back(s);
-  else if (isObjectLabel(label))
+  else if (isObject(label))
     first.push_back(s);
 }
 
@@ -69,7 +64,7 @@ void readSamples(const IplImage* image, const IplImage* labels, std::vector<pixe
   for (int y = 0; y < rows; ++y) {
     for (int x = 0; x < cols; ++x) {
       const unsigned char label = *imagePixel(labels, x, y);
-      if (!isObjectLabel(label) && !isBackgroundLabel(label)) continue;
+      if (!isObject(label) && !isBackground(label)) continue;
       const unsigned char* p = imagePixel(image, x, y);
       pixelVal s;
       if (grey) {
@@ -123,7 +118,7 @@ void splitByBackground(const IplImage* image, const IplImage* labels, std::vecto
     for (int x = 0; x < cols; ++x) {
       const CvScalar s = cvGet2D(image, y, x);
       const pixelVal sample = {{s.val[0], s.val[1], s.val[2]}};
-      (isBackgroundLabel(*imagePixel(labels, x, y)) ? b : a).push_back(sample);
+      (isBackground(*imagePixel(labels, x, y)) ? b : a).push_back(sample);
     }
   }
 }

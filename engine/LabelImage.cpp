@@ -239,7 +239,7 @@ IplImage* KORUSEHybrid::getObjMask() {
     uint8_t* out = imageRow(mask, KORUSEMarker::m_yMinBBox + r) + KORUSEMarker::m_xMinBBox;
     for (int c = 0; c < m_roiWidth; ++c) {
       full[c] = labels[c];
-      if (labels[c] == MARK_OBJECT || labels[c] == MARK_PROBABLE_OBJECT) out[c] = object;
+      if (isObject(labels[c])) out[c] = object;
     }
   }
   if (g_imageResizeFactor > 1.0f) {

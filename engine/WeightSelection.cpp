@@ -28,8 +28,6 @@ const float kFrameShare = 0.15f;         // "framed": within 15 % of every borde
 const float kMinObjectArea = 100.0f;     // smaller unframed objects: fall back
 const double kSpreadLimit = 0.4;         // area spread that prefers the last candidate
 
-inline bool isObject(uint8_t label) { return label == MARK_OBJECT || label == MARK_PROBABLE_OBJECT; }
-
 // Box of the pixels at 255.
 CvRect boxOfObject(const IplImage* mask) {
   return boxWhere(mask, [](uint8_t v) { return v == 255; });

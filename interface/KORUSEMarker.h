@@ -24,6 +24,10 @@ enum MarkValue {
   MARK_PROBABLE_BACKGROUND = 3,
   MARK_PROBABLE_OBJECT = 4
 };
+inline bool isObject(uint8_t label) { return label == MARK_OBJECT || label == MARK_PROBABLE_OBJECT; }
+inline bool isBackground(uint8_t label) {
+  return label == MARK_BACKGROUND || label == MARK_PROBABLE_BACKGROUND;
+}
 
 // The stroke of the current edit.
 struct strokeInfo {
