@@ -7,19 +7,10 @@
 
 #include "colormodel/KMeansInit.h"
 #include "interface/KORUSEMarker.h"
+#include "support/ImageRows.h"
 #include "support/KORULog.h"
 
 namespace {
-
-inline bool isObjectLabel(unsigned char l) { return l == MARK_OBJECT || l == MARK_PROBABLE_OBJECT; }
-inline bool isBackgroundLabel(unsigned char l) {
-  return l == MARK_BACKGROUND || l == MARK_PROBABLE_BACKGROUND;
-}
-
-inline const unsigned char* pixelAt(const IplImage* img, int y, int x) {
-  return reinterpret_cast<const unsigned char*>(img->imageData) + y * img->widthStep +
-         x * img->nChannels;
-}
 
 bool is8Bit(const IplImage* img) { return img && img->depth == IPL_DEPTH_8U && img->imageData; }
 
@@ -53,9 +44,9 @@ bool texturesCover(int rows, int cols) {
 
 void appendLabelled(unsigned char label, const pixelVal& s, std::vector<pixelVal>& first,
                     std::vector<pixelVal>& second) {
-  if (isBackgroundLabel(label))
+  if (isBackground(label))
     second.push_back(s);
-  else if (isObjectLabel(label))
+  else if (isObject(label))
     first.push_back(s);
 }
 
@@ -72,14 +63,14 @@ void readSamples(const IplImage* image, const IplImage* labels, std::vector<pixe
   const int y0 = KORUSEMarker::m_yMinBBox;
   for (int y = 0; y < rows; ++y) {
     for (int x = 0; x < cols; ++x) {
-      const unsigned char label = *pixelAt(labels, y, x);
-      if (!isObjectLabel(label) && !isBackgroundLabel(label)) continue;
-      const unsigned char* p = pixelAt(image, y, x);
+      const unsigned char label = *imagePixel(labels, x, y);
+      if (!isObject(label) && !isBackground(label)) continue;
+      const unsigned char* p = imagePixel(image, x, y);
       pixelVal s;
       if (grey) {
         s = {{static_cast<double>(p[0]),
-              static_cast<double>(*pixelAt(KORUSEMarker::m_texHor, y0 + y, x0 + x)),
-              static_cast<double>(*pixelAt(KORUSEMarker::m_texVer, y0 + y, x0 + x))}};
+              static_cast<double>(*imagePixel(KORUSEMarker::m_texHor, x0 + x, y0 + y)),
+              static_cast<double>(*imagePixel(KORUSEMarker::m_texVer, x0 + x, y0 + y))}};
       } else {
         s = {{static_cast<double>(p[0]), static_cast<double>(p[1]), static_cast<double>(p[2])}};
       }
@@ -127,7 +118,7 @@ void splitByBackground(const IplImage* image, const IplImage* labels, std::vecto
     for (int x = 0; x < cols; ++x) {
       const CvScalar s = cvGet2D(image, y, x);
       const pixelVal sample = {{s.val[0], s.val[1], s.val[2]}};
-      (isBackgroundLabel(*pixelAt(labels, y, x)) ? b : a).push_back(sample);
+      (isBackground(*imagePixel(labels, x, y)) ? b : a).push_back(sample);
     }
   }
 }

@@ -17,7 +17,8 @@
 //   RegionSamples.cpp       the region's colours and what the models make of
 //                           them, shared by the cuts and model steps of an edit
 //   Segment.cpp             the five-pass driver
-//   WeightSelection.cpp     choosing the smoothness weight
+//   WeightSelection.cpp     choosing the smoothness weight; for homogeneous
+//                           images, the first or the last cut
 //   BoundaryContrast.cpp    its colour test of a labelling's boundary
 //   PostProcess.cpp         cleaning and merging result masks
 //   Refinement.cpp          full-resolution cut in the boundary band
@@ -155,3 +156,7 @@ class KORUSEHybrid {
   // True when the host cancelled or the 10 s budget is spent.
   bool cancelSegmentation();
 };
+
+// The region of width x height at (m_xMinBBox, m_yMinBBox) lies inside
+// `image`: what cropImage needs and does not check itself.
+bool regionInside(const IplImage* image, int width, int height);

@@ -25,9 +25,6 @@ const double kHaloFraction = 0.05;
 const int kUnknownPathThickness = 3;
 // Margin around the edit's box, in working pixels.
 const int kRegionMargin = 10;
-
-inline bool isBrush(int type) { return (type & ~1) == 2; }
-inline bool addsToObject(int type) { return (type & ~2) == 0; }
 }  // namespace
 
 // Brush strokes: dilate the marks; the new ring around a stroke's own value
@@ -169,14 +166,10 @@ struct Box {
 
 template <typename Wanted>
 Box boxOfLabels(IplImage* labels, Wanted wanted) {
-  Box box;
-  if (!labels) return box;
-  for (int y = 0; y < labels->height; ++y) {
-    const uint8_t* r = imageRow(labels, y);
-    for (int x = 0; x < labels->width; ++x)
-      if (wanted(r[x])) box.add(x, y);
-  }
-  return box;
+  if (!labels) return Box();
+  const CvRect r = boxWhere(labels, wanted);
+  if (r.width < 1) return Box();
+  return Box{r.x, r.x + r.width - 1, r.y, r.y + r.height - 1};
 }
 }  // namespace
 
@@ -202,6 +195,11 @@ void KORUSEHybrid::computeBoundingBox() {
   m_roiHeight = std::min(box.ymax + kRegionMargin, m_imageHeight - 1) - KORUSEMarker::m_yMinBBox + 1;
   m_roiWidth = std::min(box.xmax + kRegionMargin, m_imageWidth - 1) - KORUSEMarker::m_xMinBBox + 1;
   m_minRegionArea = static_cast<int>((box.xmax - box.xmin) * (box.ymax - box.ymin) * 0.1);
+}
+
+bool regionInside(const IplImage* image, int width, int height) {
+  const int x0 = KORUSEMarker::m_xMinBBox, y0 = KORUSEMarker::m_yMinBBox;
+  return x0 >= 0 && y0 >= 0 && x0 + width <= image->width && y0 + height <= image->height;
 }
 
 IplImage* KORUSEHybrid::cropImage(IplImage* src) {
@@ -241,7 +239,7 @@ IplImage* KORUSEHybrid::getObjMask() {
     uint8_t* out = imageRow(mask, KORUSEMarker::m_yMinBBox + r) + KORUSEMarker::m_xMinBBox;
     for (int c = 0; c < m_roiWidth; ++c) {
       full[c] = labels[c];
-      if (labels[c] == MARK_OBJECT || labels[c] == MARK_PROBABLE_OBJECT) out[c] = object;
+      if (isObject(labels[c])) out[c] = object;
     }
   }
   if (g_imageResizeFactor > 1.0f) {

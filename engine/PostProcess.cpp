@@ -9,12 +9,10 @@
 #include "engine/MaskCleaning.h"
 #include "interface/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
+#include "support/ImageRows.h"
 #include "support/KORULog.h"
 
 namespace {
-inline bool isBrush(int type) { return (type & ~1) == 2; }
-inline bool addsToObject(int type) { return (type & ~2) == 0; }
-
 // A usable 8-bit, 1-channel mask, or an empty matrix after logging.
 cv::Mat maskView(IplImage* mask, const char* function) {
   if (!mask || mask->nChannels != 1 || mask->depth != IPL_DEPTH_8U) {
@@ -96,12 +94,6 @@ void KORUSEHybrid::postProcessForLoop(IplImage* mask) {
 }
 
 namespace {
-// The region lies inside `image` (cropImage itself does not check).
-bool regionInside(const IplImage* image, int width, int height) {
-  const int x0 = KORUSEMarker::m_xMinBBox, y0 = KORUSEMarker::m_yMinBBox;
-  return x0 >= 0 && y0 >= 0 && x0 + width <= image->width && y0 + height <= image->height;
-}
-
 // A row or column is black when its first channel sums to 0.
 bool blackRow(const cv::Mat& c, int y) {
   const uchar* p = c.ptr<uchar>(y);
@@ -148,7 +140,7 @@ void KORUSEHybrid::removeBlackRegion() {
   // the span's own first and last rows and columns too, on purpose.
   const int x0 = KORUSEMarker::m_xMinBBox, y0 = KORUSEMarker::m_yMinBBox;
   for (int y = 0; y < height; ++y) {
-    uchar* out = reinterpret_cast<uchar*>(labels->imageData + (y0 + y) * labels->widthStep) + x0;
+    uchar* out = imageRow(labels, y0 + y) + x0;
     for (int x = 0; x < width; ++x)
       if (x <= left || x >= right || y <= top || y >= bottom) out[x] = MARK_BACKGROUND;
   }

@@ -9,6 +9,7 @@
 
 #include "engine/KORUSEHybrid.h"
 #include "interface/KORUSEMarker.h"
+#include "support/Gradient.h"
 #include "support/KORULog.h"
 #include "support/ImageRows.h"
 
@@ -185,10 +186,7 @@ void adjustSideways(const cv::Mat& grey, cv::Rect& r) {
 
 // The rectangle of the crop worth cutting, or an invalid one.
 cv::Rect structuredPart(const cv::Mat& grey) {
-  cv::Mat gx, gy, g;
-  cv::Sobel(grey, gx, CV_32F, 1, 0, 3);
-  cv::Sobel(grey, gy, CV_32F, 0, 1, 3);
-  cv::magnitude(gx, gy, g);
+  const cv::Mat g = gradientMagnitude(grey);
   const cv::Mat greyT = grey.t();
 
   cv::Rect r(0, 0, grey.cols, grey.rows);
@@ -204,11 +202,6 @@ cv::Rect structuredPart(const cv::Mat& grey) {
   r = transposed(r);
   adjustSideways(greyT, r);  // top, then bottom
   return transposed(r);
-}
-
-bool regionInside(const IplImage* image, int width, int height) {
-  const int x0 = KORUSEMarker::m_xMinBBox, y0 = KORUSEMarker::m_yMinBBox;
-  return x0 >= 0 && y0 >= 0 && x0 + width <= image->width && y0 + height <= image->height;
 }
 }  // namespace
 

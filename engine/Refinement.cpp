@@ -152,7 +152,7 @@ void writeResult(IplImage* result, const IplImage* labels, const NearestSampling
     const uint8_t* l = imageRow(labels, maps.row[y]);
     for (int c = 0; c < labels->width; ++c)
       if (maps.firstColumn[c] <= maps.lastColumn[c])
-        std::memset(out + maps.firstColumn[c], (l[c] == MARK_PROBABLE_OBJECT || l[c] == MARK_OBJECT) ? 255 : 0,
+        std::memset(out + maps.firstColumn[c], isObject(l[c]) ? 255 : 0,
                     maps.lastColumn[c] - maps.firstColumn[c] + 1);
     const int by = y - box.ymin;
     if (by < 0 || by >= band.height) continue;

@@ -195,8 +195,6 @@ void RegionSamples::evaluate(int32_t s) {
 }
 
 namespace {
-inline bool isObject(uint8_t label) { return label == MARK_OBJECT || label == MARK_PROBABLE_OBJECT; }
-inline bool isBackground(uint8_t label) { return label == MARK_BACKGROUND || label == MARK_PROBABLE_BACKGROUND; }
 
 // The region's labels as extractTrainingData reads them (8-bit, one
 // channel, the region's size), or null: then the plain way runs.

@@ -9,8 +9,6 @@
 // A homogeneous image never switches: five cuts at weight 50 with a refit
 // before each, the classic iterated graph cut.
 #include <android/log.h>
-#include <opencv2/imgproc.hpp>
-#include <opencv2/imgproc/imgproc_c.h>
 
 #include <vector>
 
@@ -106,79 +104,4 @@ IplImage* KORUSEHybrid::segment() {
   IplImage* mask = getObjMask();
   clearMemory();
   return mask;
-}
-
-bool KORUSEHybrid::homogenousLamda(int k) {
-  const bool homogeneous = (k == 0 && m_bgModel.colorModelCriteria()) || KORUSEMarker::m_isHomogenous;
-  m_fgModel.setInverseCovariance();
-  if (homogeneous) {
-    // A background of one colour would claim every pixel near it: invert it
-    // with a heavy regulariser and cut at the strongest weight.
-    KORUSEMarker::m_noiseLevel = kHomogeneousNoiseLevel;
-    m_bgModel.setInverseCovariance();
-    KORUSEMarker::m_noiseLevel = kNoiseLevel;
-    m_lambda = kHomogeneousLambda;
-    KORUSEMarker::m_isHomogenous = true;
-  } else {
-    m_bgModel.setInverseCovariance();
-    KORUSEMarker::m_isHomogenous = false;
-  }
-  return !homogeneous;
-}
-
-namespace {
-const float kStrongEdge = 70.0f;  // gradient above: the boundary lies on an edge
-const float kWeakEdge = 30.0f;    // gradient below: it crosses flat colour
-const float kFirstCutOnEdges = 0.75f;
-const float kFinalCutNearlyPerfect = 0.98f;
-const float kImprovementWorthKeeping = 0.2f;
-
-// (strong - weak) / n over the inner boundary pixels of the labelling's object.
-float boundaryEdgeScore(const IplImage* labels, const cv::Mat& gradient) {
-  IplImage* boundary = cvCloneImage(labels);
-  IplImage* eroded = cvCloneImage(labels);
-  cvSetZero(boundary);
-  for (int y = 0; y < labels->height; ++y) {
-    const uint8_t* in = reinterpret_cast<const uint8_t*>(labels->imageData + y * labels->widthStep);
-    uint8_t* out = reinterpret_cast<uint8_t*>(boundary->imageData + y * boundary->widthStep);
-    for (int x = 0; x < labels->width; ++x)
-      out[x] = (in[x] == MARK_OBJECT || in[x] == MARK_PROBABLE_OBJECT) ? 255 : 0;
-  }
-  // Too small to erode: the label copy itself is subtracted.
-  if (boundary->width > 2 && boundary->height > 2) cvErode(boundary, eroded, nullptr, 1);
-  cvSub(boundary, eroded, boundary, nullptr);
-
-  int n = 0, strong = 0, weak = 0;
-  for (int y = 0; y < boundary->height; ++y) {
-    const uint8_t* b = reinterpret_cast<const uint8_t*>(boundary->imageData + y * boundary->widthStep);
-    const float* g = gradient.ptr<float>(y);
-    for (int x = 0; x < boundary->width; ++x) {
-      if (b[x] != 255) continue;
-      ++n;
-      strong += g[x] > kStrongEdge;
-      weak += g[x] < kWeakEdge;
-    }
-  }
-  cvReleaseImage(&boundary);
-  cvReleaseImage(&eroded);
-  return n ? static_cast<float>(static_cast<double>(strong - weak) / n) : 0.0f;
-}
-}  // namespace
-
-void KORUSEHybrid::chooseIter() {
-  if (!m_roiImage || !m_roiLabel || !m_iterLabel[0]) return;
-  IplImage* grey = cvCreateImage(cvGetSize(m_roiImage), 8, 1);
-  cvCvtColor(m_roiImage, grey, CV_BGR2GRAY);
-  cv::Mat gx, gy, gradient;
-  cv::Sobel(cv::cvarrToMat(grey), gx, CV_32F, 1, 0, 3);
-  cv::Sobel(cv::cvarrToMat(grey), gy, CV_32F, 0, 1, 3);
-  cv::magnitude(gx, gy, gradient);
-  const float first = boundaryEdgeScore(m_iterLabel[0], gradient);
-  const float last = boundaryEdgeScore(m_roiLabel, gradient);
-  cvReleaseImage(&grey);
-  // The first cut already followed strong edges and the later ones did not
-  // improve on it by much: keep the first.
-  if (first >= kFirstCutOnEdges && last <= kFinalCutNearlyPerfect &&
-      last - first <= kImprovementWorthKeeping)
-    cvCopy(m_iterLabel[0], m_roiLabel, nullptr);
 }

@@ -1,16 +1,19 @@
 // Choosing the smoothness weight. Passes 0 to 2 cut with three candidate
 // weights; before pass 3, optimalLamda picks the most plausible of their
 // labellings, and the driver continues from it with that candidate's weight.
+// A homogeneous image keeps weight 50 (homogenousLamda); after its last cut,
+// chooseIter may go back to the first cut's labelling.
 #include <opencv2/imgproc.hpp>
+#include <opencv2/imgproc/imgproc_c.h>
 
 #include <algorithm>
-#include <climits>
 #include <vector>
 
 #include "engine/BoundaryContrast.h"
 #include "engine/KORUSEHybrid.h"
 #include "engine/ModelSteps.h"
 #include "interface/KORUSEMarker.h"
+#include "support/Gradient.h"
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
 #include "support/ImageRows.h"
@@ -26,29 +29,15 @@ const float kFrameShare = 0.15f;         // "framed": within 15 % of every borde
 const float kMinObjectArea = 100.0f;     // smaller unframed objects: fall back
 const double kSpreadLimit = 0.4;         // area spread that prefers the last candidate
 
-inline bool isObject(uint8_t label) { return label == MARK_OBJECT || label == MARK_PROBABLE_OBJECT; }
-
-// Box of the pixels >= 255; with none, min = INT_MAX and max = -1.
-struct MaskBox {
-  int xmin = INT_MAX, xmax = -1, ymin = INT_MAX, ymax = -1;
-};
-MaskBox boxOfObject(const IplImage* mask) {
-  MaskBox b;
-  for (int y = 0; y < mask->height; ++y) {
-    const uint8_t* r = imageRow(mask, y);
-    for (int x = 0; x < mask->width; ++x)
-      if (r[x] >= 255) {
-        b.xmin = std::min(b.xmin, x);
-        b.xmax = std::max(b.xmax, x);
-        b.ymin = std::min(b.ymin, y);
-        b.ymax = std::max(b.ymax, y);
-      }
-  }
-  return b;
+// Box of the pixels at 255.
+CvRect boxOfObject(const IplImage* mask) {
+  return boxWhere(mask, [](uint8_t v) { return v == 255; });
 }
-bool framed(const MaskBox& b, int w, int h, float f) {
+// The box reaches within f of all four borders; an empty box never does.
+bool framed(const CvRect& b, int w, int h, float f) {
   const int fw = static_cast<int>(f * w), fh = static_cast<int>(f * h);
-  return b.xmin < fw && w - b.xmax < fw && b.ymin < fh && h - b.ymax < fh;
+  const int xmax = b.x + b.width - 1, ymax = b.y + b.height - 1;
+  return b.width > 0 && b.x < fw && w - xmax < fw && b.y < fh && h - ymax < fh;
 }
 
 // Components are numbered as a flood fill of the 8-bit image numbers them:
@@ -181,4 +170,75 @@ int KORUSEHybrid::intensityTest(const IplImage* mask) {
 
 bool KORUSEHybrid::boundaryTest(const IplImage* mask, float f) {
   return mask && framed(boxOfObject(mask), mask->width, mask->height, f);
+}
+
+bool KORUSEHybrid::homogenousLamda(int k) {
+  const bool homogeneous = (k == 0 && m_bgModel.colorModelCriteria()) || KORUSEMarker::m_isHomogenous;
+  m_fgModel.setInverseCovariance();
+  if (homogeneous) {
+    // A background of one colour would claim every pixel near it: invert it
+    // with a heavy regulariser and cut at the strongest weight.
+    KORUSEMarker::m_noiseLevel = kHomogeneousNoiseLevel;
+    m_bgModel.setInverseCovariance();
+    KORUSEMarker::m_noiseLevel = kNoiseLevel;
+    m_lambda = kHomogeneousLambda;
+    KORUSEMarker::m_isHomogenous = true;
+  } else {
+    m_bgModel.setInverseCovariance();
+    KORUSEMarker::m_isHomogenous = false;
+  }
+  return !homogeneous;
+}
+
+namespace {
+const float kStrongEdge = 70.0f;  // gradient above: the boundary lies on an edge
+const float kWeakEdge = 30.0f;    // gradient below: it crosses flat colour
+const float kFirstCutOnEdges = 0.75f;
+const float kFinalCutNearlyPerfect = 0.98f;
+const float kImprovementWorthKeeping = 0.2f;
+
+// (strong - weak) / n over the inner boundary pixels of the labelling's object.
+float boundaryEdgeScore(const IplImage* labels, const cv::Mat& gradient) {
+  IplImage* boundary = cvCloneImage(labels);
+  IplImage* eroded = cvCloneImage(labels);
+  cvSetZero(boundary);
+  for (int y = 0; y < labels->height; ++y) {
+    const uint8_t* in = imageRow(labels, y);
+    uint8_t* out = imageRow(boundary, y);
+    for (int x = 0; x < labels->width; ++x) out[x] = isObject(in[x]) ? 255 : 0;
+  }
+  // Too small to erode: the label copy itself is subtracted.
+  if (boundary->width > 2 && boundary->height > 2) cvErode(boundary, eroded, nullptr, 1);
+  cvSub(boundary, eroded, boundary, nullptr);
+
+  int n = 0, strong = 0, weak = 0;
+  for (int y = 0; y < boundary->height; ++y) {
+    const uint8_t* b = imageRow(boundary, y);
+    const float* g = gradient.ptr<float>(y);
+    for (int x = 0; x < boundary->width; ++x) {
+      if (b[x] != 255) continue;
+      ++n;
+      strong += g[x] > kStrongEdge;
+      weak += g[x] < kWeakEdge;
+    }
+  }
+  cvReleaseImage(&boundary);
+  cvReleaseImage(&eroded);
+  return n ? static_cast<float>(static_cast<double>(strong - weak) / n) : 0.0f;
+}
+}  // namespace
+
+void KORUSEHybrid::chooseIter() {
+  if (!m_roiImage || !m_roiLabel || !m_iterLabel[0]) return;
+  IplImage* grey = cvCreateImage(cvGetSize(m_roiImage), 8, 1);
+  cvCvtColor(m_roiImage, grey, CV_BGR2GRAY);
+  const cv::Mat gradient = gradientMagnitude(cv::cvarrToMat(grey));
+  const float first = boundaryEdgeScore(m_iterLabel[0], gradient);
+  const float last = boundaryEdgeScore(m_roiLabel, gradient);
+  cvReleaseImage(&grey);
+  // The first cut already followed strong edges and the later ones did not
+  // improve on it by much: keep the first.
+  if (first >= kFirstCutOnEdges && last <= kFinalCutNearlyPerfect &&
+      last - first <= kImprovementWorthKeeping)
+    cvCopy(m_iterLabel[0], m_roiLabel, nullptr);
 }

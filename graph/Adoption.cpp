@@ -76,20 +76,19 @@ int SearchTree<Grid>::adopt(int orphan, uint8_t treeOf) {
 template int SearchTree<WholeGrid>::adopt(int, uint8_t);
 template int SearchTree<BandGrid>::adopt(int, uint8_t);
 
-void KORUSEGraph::ProcessSourceOrphans(int orphan) {
-  if (!validNode(orphan, "ProcessSourceOrphans")) return;
-  syncParentNodes();
-  if (band)
-    SearchTree<BandGrid>(*this, bandGridOf(*this)).adopt(orphan, SOURCE_TREE);
+// One orphan of `tree` adopted outside the search, on the graph's own grid.
+static void adoptOutsideSearch(KORUSEGraph& graph, int orphan, uint8_t tree) {
+  graph.syncParentNodes();
+  if (graph.band)
+    SearchTree<BandGrid>(graph, bandGridOf(graph)).adopt(orphan, tree);
   else
-    SearchTree<WholeGrid>(*this, wholeGridOf(*this)).adopt(orphan, SOURCE_TREE);
+    SearchTree<WholeGrid>(graph, wholeGridOf(graph)).adopt(orphan, tree);
+}
+
+void KORUSEGraph::ProcessSourceOrphans(int orphan) {
+  if (validNode(orphan, "ProcessSourceOrphans")) adoptOutsideSearch(*this, orphan, SOURCE_TREE);
 }
 
 void KORUSEGraph::ProcessSinkOrphans(int orphan) {
-  if (!validNode(orphan, "ProcessSinkOrphans")) return;
-  syncParentNodes();
-  if (band)
-    SearchTree<BandGrid>(*this, bandGridOf(*this)).adopt(orphan, SINK_TREE);
-  else
-    SearchTree<WholeGrid>(*this, wholeGridOf(*this)).adopt(orphan, SINK_TREE);
+  if (validNode(orphan, "ProcessSinkOrphans")) adoptOutsideSearch(*this, orphan, SINK_TREE);
 }

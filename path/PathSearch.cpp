@@ -11,6 +11,7 @@
 #include "path/GridSearch.h"
 #include "path/PathSteps.h"
 #include "path/SearchInput.h"
+#include "support/ImageRows.h"
 #include "support/KORULog.h"
 
 using namespace path_detail;
@@ -99,7 +100,7 @@ template <typename Element>
 void storeCosts(const PathHeap& heap, int width, int height, IplImage* image, double most) {
   const int channels = image->nChannels;
   for (int r = 0; r < height; ++r) {
-    auto* row = reinterpret_cast<Element*>(image->imageData + static_cast<long long>(r) * image->widthStep);
+    Element* row = imageRow<Element>(image, r);
     for (int c = 0; c < width; ++c) {
       Element* pixel = row + static_cast<long long>(c) * channels;
       pixel[0] = static_cast<Element>(std::min(heap.poppedKey(r * width + c), most));
@@ -108,9 +109,19 @@ void storeCosts(const PathHeap& heap, int width, int height, IplImage* image, do
   }
 }
 
-// The parents stay valid when OpenCV refuses the image, so that is only logged.
-void writeCosts(const PathHeap& heap, int width, int height, IplImage* costImage,
-                const char* function) {
+// Each pixel's cost into costImage; a null one or one of another size than
+// the colour image is logged and left unwritten. The parents stay valid when
+// OpenCV refuses the image, so that is only logged.
+void writeCosts(const PathHeap& heap, const IplImage* colour, IplImage* costImage, const char* function) {
+  const int width = colour->width, height = colour->height;
+  if (!costImage) {
+    logBadCall(function, "no cost image; costs not written");
+    return;
+  }
+  if (costImage->width != width || costImage->height != height) {
+    logBadCall(function, "cost image size differs from the colour image; costs not written");
+    return;
+  }
   const double most = depthMaximum(costImage->depth);
   if (plainFloatingPoint(costImage)) {
     if (costImage->depth == IPL_DEPTH_64F)
@@ -128,6 +139,28 @@ void writeCosts(const PathHeap& heap, int width, int height, IplImage* costImage
   } catch (const cv::Exception& e) {
     logBadCall(function, e.what());
   }
+}
+
+// Both find_parent_info overloads: the input checks, the search, then
+// finish(result, function) before the parents are handed back. Running out
+// of memory anywhere in that is logged and gives no parents.
+template <typename Finish>
+std::vector<int32_t> checkedSearch(IplImage* colour, IplImage* labels, int startRow, int startColumn,
+                                   double alpha, Finish finish) {
+  const char* const function = "find_parent_info";
+  try {
+    if (!searchableColour(colour, function)) return {};
+    labels = usableLabels(labels, colour, function);
+    const long long start = static_cast<long long>(startRow) * colour->width + startColumn;
+    GridSearchResult found = searchGrid(colour, labels, start, alpha);
+    finish(found, function);
+    return std::move(found.parents);
+  } catch (const std::bad_alloc&) {
+    logNoMemory(function, colour);
+  } catch (const std::length_error&) {
+    logNoMemory(function, colour);
+  }
+  return {};
 }
 
 }  // namespace
@@ -167,41 +200,14 @@ void assign_weight(IplImage* colour, IplImage* labels, Node_& node, int r, int c
 
 std::vector<int32_t> find_parent_info(IplImage* colour, IplImage* labels, int startRow,
                                       int startColumn, double alpha) {
-  const char* const function = "find_parent_info";
-  try {
-    if (!searchableColour(colour, function)) return {};
-    labels = usableLabels(labels, colour, function);
-    const long long start = static_cast<long long>(startRow) * colour->width + startColumn;
-    return searchGrid(colour, labels, start, alpha).parents;
-  } catch (const std::bad_alloc&) {
-    logNoMemory(function, colour);
-  } catch (const std::length_error&) {
-    logNoMemory(function, colour);
-  }
-  return {};
+  return checkedSearch(colour, labels, startRow, startColumn, alpha,
+                       [](const GridSearchResult&, const char*) {});
 }
 
 std::vector<int32_t> find_parent_info(IplImage* colour, IplImage* labels, int startRow,
                                       int startColumn, double alpha, IplImage* costImage) {
-  const char* const function = "find_parent_info";
-  try {
-    if (!searchableColour(colour, function)) return {};
-    labels = usableLabels(labels, colour, function);
-    const long long start = static_cast<long long>(startRow) * colour->width + startColumn;
-    GridSearchResult found = searchGrid(colour, labels, start, alpha);
-
-    const int width = colour->width, height = colour->height;
-    if (!costImage)
-      logBadCall(function, "no cost image; costs not written");
-    else if (costImage->width != width || costImage->height != height)
-      logBadCall(function, "cost image size differs from the colour image; costs not written");
-    else
-      writeCosts(found.heap, width, height, costImage, function);
-    return std::move(found.parents);
-  } catch (const std::bad_alloc&) {
-    logNoMemory(function, colour);
-  } catch (const std::length_error&) {
-    logNoMemory(function, colour);
-  }
-  return {};
+  return checkedSearch(colour, labels, startRow, startColumn, alpha,
+                       [colour, costImage](const GridSearchResult& found, const char* function) {
+                         writeCosts(found.heap, colour, costImage, function);
+                       });
 }

@@ -9,6 +9,7 @@
 #include <cmath>
 
 #include "path/PathSearch.h"
+#include "support/ImageRows.h"
 
 namespace path_detail {
 
@@ -28,14 +29,10 @@ inline bool inside(const IplImage* image, int r, int c) {
 }
 
 inline const unsigned char* colourAt(const IplImage* colour, int r, int c) {
-  return reinterpret_cast<const unsigned char*>(colour->imageData) +
-         static_cast<long long>(r) * colour->widthStep + 3LL * c;
+  return imageRow(colour, r) + 3LL * c;
 }
 
-inline unsigned char labelAt(const IplImage* labels, int r, int c) {
-  return reinterpret_cast<const unsigned char*>(
-      labels->imageData)[static_cast<long long>(r) * labels->widthStep + c];
-}
+inline unsigned char labelAt(const IplImage* labels, int r, int c) { return imageRow(labels, r)[c]; }
 
 // Mean squared channel difference of two pixels.
 inline double meanSquaredDifference(const unsigned char* a, const unsigned char* b) {

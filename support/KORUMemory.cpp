@@ -6,33 +6,31 @@
 
 namespace {
 const char* const kTag = "TAG_MEM";
+const char* const kInvalidFree = "Trying to free invalid pointer : %p in function : %s, Line : %d !";
+
+void logNoMemory(size_t bytes, const char* function, int line) {
+  __android_log_print(ANDROID_LOG_ERROR, kTag, "Failed to allocate %zu bytes in function : %s, Line : %d !",
+                      bytes, function, line);
 }
+}  // namespace
 
 KORU_Stack<KORU_Mem_Info*> gMemStack;
 
 void* KORU_Malloc_Msg(size_t size, const char* function, int line) {
   void* block = malloc(size);
-  if (!block)
-    __android_log_print(ANDROID_LOG_ERROR, kTag,
-                        "Failed to allocate %zu bytes in function : %s, Line : %d !", size,
-                        function, line);
+  if (!block) logNoMemory(size, function, line);
   return block;
 }
 
 void* KORU_Calloc_Msg(size_t count, size_t size, const char* function, int line) {
   void* block = calloc(count, size);
-  if (!block)
-    __android_log_print(ANDROID_LOG_ERROR, kTag,
-                        "Failed to allocate %lu bytes in function : %s, Line : %d !",
-                        static_cast<unsigned long>(count * size), function, line);
+  if (!block) logNoMemory(count * size, function, line);
   return block;
 }
 
 void KORU_Free_Msg(void* block, const char* function, int line) {
   if (!block) {
-    __android_log_print(ANDROID_LOG_WARN, kTag,
-                        "Trying to free invalid pointer : %p in function : %s, Line : %d !", block,
-                        function, line);
+    __android_log_print(ANDROID_LOG_WARN, kTag, kInvalidFree, block, function, line);
     return;
   }
   free(block);
@@ -40,6 +38,20 @@ void KORU_Free_Msg(void* block, const char* function, int line) {
 
 static void track(void* block, const char* function, int line, size_t size) {
   gMemStack.push(block, new KORU_Mem_Info{line, function, static_cast<uint32_t>(size)});
+}
+
+// Drops a tracked block's record; 0, after logging `warning`, when the
+// tracker does not hold it.
+static int forget(void* object, const char* warning, const char* function, int line) {
+  auto* node = gMemStack.unlink(object);
+  KORU_Mem_Info* info = node ? node->info : nullptr;
+  delete node;
+  if (!info) {
+    __android_log_print(ANDROID_LOG_WARN, kTag, warning, object, function, line);
+    return 0;
+  }
+  delete info;
+  return 1;
 }
 
 void* KORU_Malloc(size_t size, const char* function, int line) {
@@ -55,17 +67,7 @@ void* KORU_Calloc(size_t count, size_t size, const char* function, int line) {
 }
 
 void KORU_Free(void* block, const char* function, int line) {
-  auto* node = gMemStack.unlink(block);
-  KORU_Mem_Info* info = node ? node->info : nullptr;
-  delete node;
-  if (!info) {
-    __android_log_print(ANDROID_LOG_WARN, kTag,
-                        "Trying to free invalid pointer : %p in function : %s, Line : %d !", block,
-                        function, line);
-    return;
-  }
-  free(block);
-  delete info;
+  if (forget(block, kInvalidFree, function, line)) free(block);
 }
 
 void* KORU_New_Mngr(void* object, const char* function, int line) {
@@ -76,19 +78,6 @@ void* KORU_New_Mngr(void* object, const char* function, int line) {
   }
   track(object, function, line, 0);
   return object;
-}
-
-// Shared by both Mngr forms; only the warning text differs.
-static int forget(void* object, const char* warning, const char* function, int line) {
-  auto* node = gMemStack.unlink(object);
-  KORU_Mem_Info* info = node ? node->info : nullptr;
-  delete node;
-  if (!info) {
-    __android_log_print(ANDROID_LOG_WARN, kTag, warning, object, function, line);
-    return 0;
-  }
-  delete info;
-  return 1;
 }
 
 int KORU_Delete_Mngr(void* object, const char* function, int line) {

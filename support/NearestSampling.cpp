@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "support/ImageRows.h"
+
 namespace {
 
 // The source index cvResize picks for each of `to` destination positions
@@ -17,14 +19,12 @@ std::vector<int32_t> axisMap(int from, int to, bool alongRows) {
   IplImage* picked = cvCreateImage(target, IPL_DEPTH_8U, 1);
   for (int shift = 0; (from - 1) >> shift; shift += 8) {
     for (int i = 0; i < from; ++i) {
-      uint8_t& p = alongRows ? reinterpret_cast<uint8_t*>(probe->imageData)[i * probe->widthStep]
-                             : reinterpret_cast<uint8_t*>(probe->imageData)[i];
+      uint8_t& p = alongRows ? imageRow(probe, i)[0] : imageRow(probe, 0)[i];
       p = static_cast<uint8_t>(i >> shift);
     }
     cvResize(probe, picked, CV_INTER_NN);
     for (int j = 0; j < to; ++j) {
-      const uint8_t p = alongRows ? reinterpret_cast<uint8_t*>(picked->imageData)[j * picked->widthStep]
-                                  : reinterpret_cast<uint8_t*>(picked->imageData)[j];
+      const uint8_t p = alongRows ? imageRow(picked, j)[0] : imageRow(picked, 0)[j];
       map[j] |= int32_t(p) << shift;
     }
   }
