@@ -183,6 +183,39 @@ TEST_F(Segment, EveryCutsGraphEqualsThePlainBuild) {
   }
 }
 
+// chooseIter on a photo whose gradient is known per column: columns 0..219
+// carry black and white stripes 2 wide, the rest is black, so the Sobel
+// magnitude is 4 * 255 (> 70) in columns 1..220 and 0 (< 30) in column 0 and
+// from 221 on. Each object is a rectangle ending at column 221; of its inner
+// boundary (the object minus its 3 x 3 erosion) column 221 alone is weak:
+//   first   rows 4..6, columns 208..221: n = 42 - 12, 3 weak, r0 = 24/30 = 0.8
+//   final   rows 4..5, columns 182..221: n = 80, 2 weak, r1 = 76/80 = 0.95
+//   final   row 4, columns 22..221: n = 200, 1 weak, r1 = 198/200 = 0.99
+// 0.95: r0 >= 0.75, r1 <= 0.98, r1 - r0 <= 0.2: the first cut is kept. 0.99
+// is above 0.98, and a first cut without object has r0 = 0: the final stays.
+TEST(ChooseIter, KeepsTheFirstCutOnlyIfTheLaterOnesDidNotImprove) {
+  KORUSEHybrid e;
+  e.m_roiImage = cvCreateImage(cvSize(240, 12), 8, 3);
+  for (int y = 0; y < 12; ++y)
+    for (int x = 0; x < 240; ++x) cvSet2D(e.m_roiImage, y, x, cvScalarAll(x < 220 && (x / 2) % 2 ? 255 : 0));
+  const auto labelling = [](const int* r) {  // x0 (-1: no object), y0, y1
+    IplImage* l = cvCreateImage(cvSize(240, 12), 8, 1);
+    cvSet(l, cvScalarAll(MARK_PROBABLE_BACKGROUND));
+    if (r[0] >= 0) cvRectangle(l, cvPoint(r[0], r[1]), cvPoint(221, r[2]), cvScalarAll(MARK_PROBABLE_OBJECT), CV_FILLED);
+    return l;
+  };
+  const struct { int first[3], last[3]; bool keepsFirst; } cases[] = {
+      {{208, 4, 6}, {182, 4, 5}, true}, {{208, 4, 6}, {22, 4, 4}, false}, {{-1, 0, 0}, {182, 4, 5}, false}};
+  for (const auto& c : cases) {
+    e.m_iterLabel[0] = labelling(c.first);
+    e.m_roiLabel = labelling(c.last);
+    IplImage* expected = cvCloneImage(c.keepsFirst ? e.m_iterLabel[0] : e.m_roiLabel);
+    e.chooseIter();
+    EXPECT_EQ(cvNorm(e.m_roiLabel, expected, CV_L1), 0.0) << c.first[0] << " " << c.last[0];
+    for (IplImage** image : {&expected, &e.m_roiLabel, &e.m_iterLabel[0]}) cvReleaseImage(image);
+  }
+}
+
 // The model steps read the region's samples directly: a fresh start must
 // give the models initModel gives, and a refit (components taken from the
 // evaluations the last cut made) the models updateModel gives, bit for bit,
