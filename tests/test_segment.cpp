@@ -3,6 +3,7 @@
 #include <opencv2/imgproc.hpp>
 #include <opencv2/imgproc/imgproc_c.h>
 
+#include <algorithm>
 #include <chrono>
 #include <random>
 #include <cstring>
@@ -140,11 +141,17 @@ TEST_F(Segment, CancelReturnsNoResultAndReleasesTheRegion) {
 // The driver builds each cut's graph from data capacities kept across the
 // passes and shared by pixels of one colour. At the start of every search,
 // the plain build on the same labels, models and weight must give the same
-// graph, bit for bit.
+// graph, bit for bit. The weights of a box edit's five cuts: a grey disc
+// with the homogeneous flag set before it does not switch, 50 in every cut
+// (the grey candidates would start at 15); a colour disc whose background
+// stripes alternate with their inverse (about 150 apart: not homogeneous)
+// cuts with 50, 13 (13.513 truncated) and 8, then twice with one weight, an
+// untruncated candidate or the fallback 4.
 namespace {
 struct BuildCheck {
   int cuts = 0;
   int differing = 0;
+  std::vector<double> lambdas;
 };
 BuildCheck g_check;
 
@@ -160,6 +167,7 @@ void compareWithPlainBuild(const char* stage, int) {
   e.constructGraphKORU_Whole_Image();
   e.m_graph = built;
   ++g_check.cuts;
+  g_check.lambdas.push_back(e.m_lambda);
   const bool same = plain.nodeCount == built->nodeCount && plain.arcFloatCount == built->arcFloatCount &&
                     sameBits(&plain.flowValue, &built->flowValue, sizeof(float)) &&
                     sameBits(plain.residualTerminalCapacity, built->residualTerminalCapacity, n * sizeof(float)) &&
@@ -168,9 +176,14 @@ void compareWithPlainBuild(const char* stage, int) {
 }
 }  // namespace
 
-TEST_F(Segment, EveryCutsGraphEqualsThePlainBuild) {
+TEST_F(Segment, EveryCutsWeightAndGraph) {
   for (bool grey : {false, true}) {
-    openScene(discScene(160, 120, 0.3, 0.5, 0.5, grey));
+    Scene scene = discScene(160, 120, 0.3, 0.5, 0.5, grey);
+    for (size_t i = 0; i < scene.pixels.size(); ++i)
+      if (!grey && !scene.truth[i] && (i % 160) / 10 % 2) scene.pixels[i] ^= 0xFFFFFF;
+    openScene(scene);
+    ASSERT_EQ(KORUSEMarker::m_isGreyScale, grey);
+    KORUSEMarker::m_isHomogenous = grey;
     g_check = {};
     setStageTracer(compareWithPlainBuild);
     HostMask mask = blankMask();
@@ -180,6 +193,16 @@ TEST_F(Segment, EveryCutsGraphEqualsThePlainBuild) {
     setStageTracer(nullptr);
     EXPECT_EQ(g_check.cuts, 10) << (grey ? "grey" : "colour");
     EXPECT_EQ(g_check.differing, 0) << (grey ? "grey" : "colour");
+    ASSERT_EQ(g_check.lambdas.size(), 10u);
+    const std::vector<double> first(g_check.lambdas.begin(), g_check.lambdas.begin() + 5);
+    if (grey) {
+      EXPECT_EQ(g_check.lambdas, std::vector<double>(10, 50.0));
+      continue;
+    }
+    EXPECT_EQ(std::vector<double>(first.begin(), first.begin() + 3), (std::vector<double>{50, 13, 8}));
+    EXPECT_EQ(first[3], first[4]);
+    const double later[] = {50, 13.513f, 8, 4};
+    EXPECT_NE(std::find(later, later + 4, first[3]), later + 4) << first[3];
   }
 }
 
@@ -285,9 +308,15 @@ class WeightChoice : public ::testing::Test {
     cvSet(engine_.m_roiImage, cvScalar(90, 90, 90));
     cvRectangle(engine_.m_roiImage, cvPoint(40, 40), cvPoint(44, 44), cvScalar(200, 10, 10), CV_FILLED);
     for (auto& l : labels_) l = cvCreateImage(cvSize(100, 100), 8, 1);
+    engine_.m_roiInitialLabel = cvCreateImage(cvSize(100, 100), 8, 1);
+    cvSet(engine_.m_roiInitialLabel, cvScalarAll(MARK_NONE));
+    engine_.m_roiLabel = cvCloneImage(engine_.m_roiInitialLabel);
+    std::copy(labels_, labels_ + 3, engine_.m_iterLabel);  // the snapshots
   }
   void TearDown() override {
+    std::fill(engine_.m_iterLabel, engine_.m_iterLabel + 3, nullptr);
     for (auto& l : labels_) cvReleaseImage(&l);
+    KORUSEMarker::m_isGreyScale = false;
   }
   // Labelling k: object (4) on the given rectangle, probable background elsewhere.
   void object(int k, int x0, int y0, int x1, int y1, int thickness = CV_FILLED) {
@@ -295,6 +324,15 @@ class WeightChoice : public ::testing::Test {
     cvRectangle(labels_[k], cvPoint(x0, y0), cvPoint(x1, y1), cvScalarAll(MARK_PROBABLE_OBJECT), thickness);
   }
   int choose() { return engine_.optimalLamda(labels_, nullptr); }
+  // parallelLamdaSwtich(k): its model step (0 fresh, 1 update, 2 keep), its
+  // weight, and the labels it starts the cut from.
+  void expectSwitch(int k, bool grey, double lambda, int mode, const IplImage* from) {
+    KORUSEMarker::m_isGreyScale = grey;
+    cvSet(engine_.m_roiLabel, cvScalarAll(MARK_OBJECT));
+    EXPECT_EQ(engine_.parallelLamdaSwtich(k), mode) << k;
+    EXPECT_EQ(engine_.m_lambda, lambda) << k;
+    if (from) EXPECT_EQ(cvNorm(engine_.m_roiLabel, from, CV_L1), 0.0) << k;
+  }
   KORUSEHybrid engine_;
   IplImage* labels_[3];
 };
@@ -314,10 +352,23 @@ TEST_F(WeightChoice, OptimalLamdaFollowsAreasAndFraming) {
   // Areas 1000 and 100: m = 0.55, v = 0.405 > 0.4, the last one.
   object(1, 60, 10, 69, 19);  // 10 x 10
   EXPECT_EQ(choose(), 1);
-  // Passing objects all under 100 pixels: fall back.
+  // The switch: passes 0 to 2 start from the user's labels with the
+  // candidates truncated (13.513 cuts as 13); pass 3 from the chosen
+  // labelling with its candidate whole; later passes keep the weight.
+  const IplImage* initial = engine_.m_roiInitialLabel;
+  for (bool grey : {false, true}) {
+    expectSwitch(0, grey, grey ? 15 : 50, 0, initial);
+    expectSwitch(1, grey, grey ? 10 : 13, 2, initial);
+    expectSwitch(2, grey, grey ? 7 : 8, 2, initial);
+    expectSwitch(3, grey, grey ? 10.0f : 13.513f, 1, labels_[1]);
+    expectSwitch(4, grey, grey ? 10.0f : 13.513f, 1, nullptr);
+  }
+  // Passing objects all under 100 pixels: fall back, from the user's labels.
   object(0, 55, 55, 63, 63);  // 9 x 9
   object(1, 60, 10, 68, 18);  // 9 x 9
   EXPECT_EQ(choose(), -1);
+  expectSwitch(3, false, 4, 2, initial);
+  expectSwitch(3, true, 3, 2, initial);
 
   // Framed objects (within 15 % of all borders, clear of the patch): the
   // smallest wins, whatever its index.
