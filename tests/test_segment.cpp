@@ -98,19 +98,6 @@ TEST_F(Segment, EachEditMovesOnlyItsOwnWayAndUndoRestores) {
   EXPECT_EQ(back, loop);
 }
 
-TEST_F(Segment, SameSessionTwiceGivesTheSameMasks) {
-  std::vector<HostMask> runs[2];
-  for (auto& run : runs) {
-    openScene(discScene(240, 180));
-    run.push_back(blankMask());
-    boxEdit(50, 20, 190, 160, &run.back());
-    std::vector<int> line = {120, 90, 170, 90};
-    run.push_back(blankMask());
-    edit(line, strokeMarks(line, 2, MARK_BACKGROUND), STROKE_REMOVE, &run.back());
-  }
-  EXPECT_EQ(runs[0], runs[1]);
-}
-
 TEST_F(Segment, CancelReturnsNoResultAndReleasesTheRegion) {
   LogCapture log;
   openScene(discScene(1280, 960));
