@@ -37,14 +37,6 @@ static std::vector<std::vector<Point>> fetchOutline() {
   return polygons;
 }
 
-TEST_F(SessionTest, SourceRoundTripsAsOpaquePixels) {
-  open(5, 3);
-  Pixels out(15, 0);
-  copySourceImage(out.data());
-  EXPECT_EQ(out, opaque(photo_));
-  EXPECT_EQ(out[1 * 5 + 4], 0xFF040107u);  // red = x = 4, green = y = 1, blue 7
-}
-
 TEST_F(SessionTest, SquareObjectGivesFourCornerOutline) {
   open(9, 9);
   HostMask mask = blankMask();
