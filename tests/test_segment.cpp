@@ -128,12 +128,14 @@ TEST_F(Segment, CancelReturnsNoResultAndReleasesTheRegion) {
 // The driver builds each cut's graph from data capacities kept across the
 // passes and shared by pixels of one colour. At the start of every search,
 // the plain build on the same labels, models and weight must give the same
-// graph, bit for bit. The weights of a box edit's five cuts: a grey disc
-// with the homogeneous flag set before it does not switch, 50 in every cut
-// (the grey candidates would start at 15); a colour disc whose background
-// stripes alternate with their inverse (about 150 apart: not homogeneous)
-// cuts with 50, 13 (13.513 truncated) and 8, then twice with one weight, an
-// untruncated candidate or the fallback 4.
+// graph, bit for bit. The weights of an edit's five cuts: homogeneous
+// edits do not switch, 50 in every cut: a grey disc with the flag set
+// beforehand (the grey candidates would start at 15), and the colour disc,
+// whose one blue-grey background the criteria find homogeneous in pass 0.
+// A colour disc whose background stripes alternate with their inverse
+// (about 150 apart: not homogeneous) cuts with 50, 13 (13.513 truncated)
+// and 8, then twice with one weight, an untruncated candidate or the
+// fallback 4.
 namespace {
 struct BuildCheck {
   int differing = 0;
@@ -162,10 +164,11 @@ void compareWithPlainBuild(const char* stage, int) {
 }  // namespace
 
 TEST_F(Segment, EveryCutsWeightAndGraph) {
-  for (bool grey : {false, true}) {
+  for (int kind : {0, 1, 2}) {  // inverse stripes, grey, plain colour
+    const bool grey = kind == 1;
     Scene scene = discScene(160, 120, 0.3, 0.5, 0.5, grey);
     for (size_t i = 0; i < scene.pixels.size(); ++i)
-      if (!grey && !scene.truth[i] && (i % 160) / 10 % 2) scene.pixels[i] ^= 0xFFFFFF;
+      if (kind == 0 && !scene.truth[i] && (i % 160) / 10 % 2) scene.pixels[i] ^= 0xFFFFFF;
     openScene(scene);
     ASSERT_EQ(KORUSEMarker::m_isGreyScale, grey);
     KORUSEMarker::m_isHomogenous = grey;
@@ -176,11 +179,11 @@ TEST_F(Segment, EveryCutsWeightAndGraph) {
     std::vector<int> line = {80, 60, 115, 60};
     edit(line, strokeMarks(line, 2, MARK_BACKGROUND), STROKE_REMOVE, &mask);
     setStageTracer(nullptr);
-    EXPECT_EQ(g_check.differing, 0) << (grey ? "grey" : "colour");
+    EXPECT_EQ(g_check.differing, 0) << kind;
     const std::vector<double>& l = g_check.lambdas;
     ASSERT_EQ(l.size(), 10u);  // five cuts per edit
-    if (grey) {
-      EXPECT_EQ(l, std::vector<double>(10, 50.0));
+    if (kind > 0) {
+      EXPECT_EQ(l, std::vector<double>(10, 50.0)) << kind;
       continue;
     }
     EXPECT_TRUE(l[0] == 50 && l[1] == 13 && l[2] == 8 && l[3] == l[4]) << l[1] << " " << l[2] << " " << l[3];
