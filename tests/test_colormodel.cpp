@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <dlfcn.h>
 #include <opencv2/core/core_c.h>
+#include <pthread.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cfloat>
 #include <cmath>
 #include <cstdlib>
@@ -10,6 +13,7 @@
 #include <functional>
 #include <numeric>
 #include <random>
+#include <set>
 #include <vector>
 
 #include "LogCapture.h"
@@ -298,6 +302,60 @@ TEST_F(ColorModelTest, KMeansThreadSplitAndSeeding) {
     chooseCentersKMeanspp(points.data(), n, 5, seeds.data());
     EXPECT_EQ(seeds, ref) << n;
   }
+}
+
+// Worker threads started while counting: k_means starts four per iteration.
+// (Not under a sanitizer, which has its own pthread_create to keep.)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define SEG_COUNT_THREADS 0
+#elif defined(__has_feature)
+#define SEG_COUNT_THREADS !(__has_feature(address_sanitizer) || __has_feature(thread_sanitizer))
+#else
+#define SEG_COUNT_THREADS 1
+#endif
+static std::atomic<int> g_threadsStarted{-1};  // -1: not counting
+#if SEG_COUNT_THREADS
+extern "C" int pthread_create(pthread_t* t, const pthread_attr_t* a, void* (*f)(void*), void* arg) {
+  using Create = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+  static const Create real = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "pthread_create"));
+  if (g_threadsStarted >= 0) ++g_threadsStarted;
+  return real(t, a, f, arg);
+}
+#endif
+
+// Iterations of k_means as the driver runs it (tolerance 0, at most 10).
+// Identical samples: error 0 against the largest double, then 0 again:
+// unchanged, 2 iterations. Five pairs {100j, 100j + 1}, seeded one point per
+// pair: errors 5 (each partner 1 from its seed), 2.5 (0.5 from the pair's
+// mean), 2.5: 3 iterations. The values 0..99 on one axis: still moving after
+// 10 iterations (uncapped it needs more), so it stops at 10.
+TEST_F(ColorModelTest, KMeansStopsOnAnUnchangedErrorOrAtTenIterations) {
+  if (!SEG_COUNT_THREADS) GTEST_SKIP() << "thread starts are not counted under a sanitizer";
+  const auto iterations = [](const std::function<void()>& run) {
+    g_threadsStarted = 0;
+    run();
+    const int started = g_threadsStarted.exchange(-1);
+    EXPECT_EQ(started % kKMeansThreads, 0);
+    return started / kKMeansThreads;
+  };
+  std::vector<pixelVal> same(8, {{40, 50, 60}}), pairs, line;
+  for (int i = 0; i < 10; ++i) pairs.push_back({{100.0 * (i / 2) + i % 2, 0, 0}});
+  for (int i = 0; i < 100; ++i) line.push_back({{double(i), 0, 0}});
+  std::vector<double*> pairPoints, linePoints;
+  for (pixelVal& p : pairs) pairPoints.push_back(p.v);
+  for (pixelVal& p : line) linePoints.push_back(p.v);
+  int seeds[5];
+  chooseCentersKMeanspp(pairPoints.data(), 10, 5, seeds);
+  std::set<int> seededPairs;
+  for (int s : seeds) seededPairs.insert(s / 2);
+  ASSERT_EQ(seededPairs.size(), 5u);
+
+  KORUSEColorModel m;
+  EXPECT_EQ(iterations([&] { initModelWithKmeansKORU(same, m); }), 2);
+  EXPECT_EQ(iterations([&] { initModelWithKmeansKORU(pairs, m); }), 3);
+  EXPECT_EQ(iterations([&] { initModelWithKmeansKORU(line, m); }), 10);
+  std::vector<int> labels(100);
+  EXPECT_GT(iterations([&] { k_means(linePoints.data(), labels.data(), 100, 0.0, 100, nullptr); }), 10);
 }
 
 // The distance pass as first written: the record's accumulators updated

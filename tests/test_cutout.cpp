@@ -243,20 +243,6 @@ TEST_F(CutoutTest, BadInputGetsItsExitCodeAndNoOutput) {
   EXPECT_TRUE(fs::exists(out("c/cutout.png")));
 }
 
-TEST_F(CutoutTest, BundledPhotoDefaultRun) {
-  const Outcome run =
-      cutout(dir_, {SEG_SAMPLES_DIR "/coffee.png", "--box", "72,14,482,392", "-o", out("demo")});
-  ASSERT_EQ(run.code, kExitOk) << run.err;
-  EXPECT_EQ(run.err, "");
-  const cv::Mat mask = cv::imread(out("demo/mask.png"), cv::IMREAD_UNCHANGED);
-  ASSERT_EQ(mask.size(), cv::Size(600, 400));
-  EXPECT_EQ(mask.at<uchar>(150, 290), 255);  // the coffee in the cup
-  EXPECT_EQ(mask.at<uchar>(300, 365), 255);  // the spoon's bowl
-  EXPECT_EQ(mask.at<uchar>(390, 20), 0);     // the table outside the box
-  for (const char* file : {"cutout.png", "preview.png", "outline.json"})
-    EXPECT_TRUE(fs::exists(out("demo") + "/" + file));
-}
-
 // Two generated photos, 120 x 90: a noisy red block at [40,80) x [30,60) on
 // green, a one-pixel mixed ring (truth 128) around it. "one" has a lasso,
 // "two" none. The saved masks: "one" the truth itself, "two" the block and
@@ -264,7 +250,7 @@ TEST_F(CutoutTest, BundledPhotoDefaultRun) {
 // square at the block's corner. By hand: 144 ring pixels are not scored, so
 // 10656 are, 200 of them wrong in "two": 1.8769 %; inside the box (60 x 50,
 // the ring in it) 2856 are scored, 100 wrong: 3.5014 %. The cuts' own
-// scores and times are not asserted, only that every column is there.
+// scores and times are not asserted.
 TEST_F(CutoutTest, EvalScoresAFolderBesideGrabCut) {
   const fs::path bench = dir_ / "bench";
   for (const char* sub : {"images", "truth", "lasso", "masks"}) fs::create_directories(bench / sub);
@@ -297,19 +283,7 @@ TEST_F(CutoutTest, EvalScoresAFolderBesideGrabCut) {
 
   const Outcome run = cutout(dir_, {"eval", bench.string(), "-o", out("eval"), "--masks", (bench / "masks").string()});
   ASSERT_EQ(run.code, kExitOk) << run.err;
-  const std::string table = slurp(dir_ / "stdout.txt");
-  for (const char* column : {"ours, box", "ours, lasso", "grabCut, box", "saved masks", "image %", "in box %",
-                             "CPU ms", "strokes to IoU 0.95", "Speed: cv::grabCut used", "Robot: IoU 0.95"})
-    EXPECT_NE(table.find(column), std::string::npos) << column << "\n" << table;
-  // Header, rows and means all have the same columns.
-  std::istringstream lines(table);
   std::string line;
-  std::vector<long> bars;
-  while (std::getline(lines, line))
-    if (line.rfind("photo", 0) == 0 || line.rfind("one ", 0) == 0 || line.rfind("two ", 0) == 0 ||
-        line.rfind("mean ", 0) == 0)
-      bars.push_back(std::count(line.begin(), line.end(), '|'));
-  EXPECT_EQ(bars, std::vector<long>(4, 6)) << table;
 
   // photo,width,height, then per method image %, box % (and CPU, wall for
   // the three timed ones), then the robot's two counts: 19 cells.
@@ -331,9 +305,6 @@ TEST_F(CutoutTest, EvalScoresAFolderBesideGrabCut) {
   EXPECT_EQ(cells[2][16], "3.5014");
   EXPECT_EQ(cells[2][7], "");  // no lasso for "two"
   EXPECT_NE(cells[1][7], "");
-  const std::string svg = slurp(out("eval/eval.svg"));
-  EXPECT_EQ(svg.rfind("<?xml", 0), 0u);
-  EXPECT_NE(svg.find("</svg>"), std::string::npos);
 
   fs::remove(bench / "boxes.tsv");
   EXPECT_EQ(cutout(dir_, {"eval", bench.string(), "-o", out("eval2")}).code, kExitBenchmark);

@@ -6,6 +6,7 @@
 #include "SessionFixture.h"
 #include "SyntheticScene.h"
 #include "engine/KORUSEHybrid.h"
+#include "graph/KORUSEGraph.h"
 #include "interface/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
 
@@ -53,7 +54,12 @@ TEST_F(Refine, BandCutBeatsPlainEnlargement) {
   for (IplImage* image : {refined, small, enlarged}) cvReleaseImage(&image);
 }
 
-TEST_F(Refine, EmptyMaskFallsBackToPlainEnlargement) {
+// The band's box, logged. Working mask 320 x 240 with the object at
+// 100..109 x 50..59: the 3-fold dilation reaches 97..112 x 47..62 and only
+// the 3-fold erosion's 103..106 is left out inside, so the box is that of
+// the dilation; doubled to 640 x 480 (nearest): 194..225 x 94..125, 32 x 32.
+// An empty mask has no band: logged, plain enlargement, no graph.
+TEST_F(Refine, BandBoxIsLoggedOrFallsBack) {
   Scene s = discScene(640, 480);
   open(s.width, s.height, s.pixels);
   LogCapture log;
@@ -62,14 +68,69 @@ TEST_F(Refine, EmptyMaskFallsBackToPlainEnlargement) {
   cvSet(KORUSEMarker::m_labelImage, cvScalarAll(MARK_BACKGROUND));
   IplImage* low = cvCreateImage(cvSize(320, 240), 8, 1);
   cvSetZero(low);
+  cvRectangle(low, cvPoint(100, 50), cvPoint(109, 59), cvScalarAll(1), CV_FILLED);
   IplImage* full = e.intelligentUpscaling(low);
+  EXPECT_EQ(log.lines(), (std::vector<LogLine>{{ANDROID_LOG_INFO, "Info", "Passed: xmin:194, xmax:225, ymin:94, ymax:125"},
+                                              {ANDROID_LOG_INFO, "Info", "m_boundWidthTrimap:32, m_boundHeightTrimap:32"}}));
+  EXPECT_EQ(e.m_trimapWidth, 32);
+  cvReleaseImage(&full);
+
+  log.clear();
+  cvSetZero(low);
+  full = e.intelligentUpscaling(low);
   ASSERT_NE(full, nullptr);
   EXPECT_EQ(full->width, 640);
   EXPECT_EQ(cvCountNonZero(full), 0);
-  EXPECT_TRUE(log.contains({ANDROID_LOG_ERROR, "Error",
-                            "Failed: xmin:2147483647, xmax:-1, ymin:2147483647, ymax:-1"}));
+  EXPECT_EQ(log.lines(), (std::vector<LogLine>{{ANDROID_LOG_ERROR, "Error",
+                                                "Failed: xmin:2147483647, xmax:-1, ymin:2147483647, ymax:-1"}}));
   EXPECT_EQ(e.m_trimapWidth, 0);
   EXPECT_EQ(e.m_trimapGraph, nullptr);
   cvReleaseImage(&full);
   cvReleaseImage(&low);
+}
+
+// The band graph of a 4 x 2 crop, by hand. lambda 10, beta 0.01, so
+// T[0] = 1, T[10] = e^-1, T[20] = e^-4; D = (float)(10 * 0.70710679...).
+// Trimap (nodes in raster order, 7 is no node) and first channel:
+//   1 0 7 2      n0 n1 .  n2       0 20  0 10
+//   0 0 2 2      n3 n4 n5 n6       0 10 10 10
+// Edges, both ways alike (A absent: outside the crop or towards a 7):
+// left is 10 whatever the colours (n1: 0 | 20, n4: 0 | 10), upper is
+// 10 T[d], diagonals D T[d]. Terminals: 1 -> (0, 1000), 2 -> (1000, 0), 0
+// -> (-ln P_bg, -ln P_fg) with unit Gaussians at 0 (background) and 20
+// (object): 0.5 d^2 each. n1 (20): (200, 0); n3 (0): (0, 200); n4 (10):
+// (50, 50), which adds 50 to the flow and leaves 0.
+TEST(BandGraph, CapacitiesByHand) {
+  KORUSEHybrid e;
+  e.m_lambda = 10.0;
+  e.m_beta = 0.01;
+  for (KORUSEColorModel* m : {&e.m_fgModel, &e.m_bgModel}) {
+    m->m_weights[0] = 1.0;
+    for (int c = 0; c < 3; ++c) m->m_covariances[0][4 * c] = 1.0;
+  }
+  e.m_fgModel.m_means[0][0] = 20.0;
+  for (KORUSEColorModel* m : {&e.m_fgModel, &e.m_bgModel}) m->setDeterminant(), m->setInverseCovariance();
+  const int trimap[8] = {1, 0, 7, 2, 0, 0, 2, 2}, colour[8] = {0, 20, 0, 10, 0, 10, 10, 10};
+  IplImage* image = cvCreateImage(cvSize(4, 2), 8, 3);
+  IplImage* band = cvCreateImage(cvSize(4, 2), 8, 1);
+  for (int i = 0; i < 8; ++i) {
+    cvSet2D(image, i / 4, i % 4, cvScalar(colour[i], 0, 0));
+    cvSet2D(band, i / 4, i % 4, cvScalar(trimap[i]));
+  }
+  KORUSEMarker::m_isGreyScale = false;
+  ASSERT_EQ(e.constructGraphTrimapKORU(image, image, band, nullptr, nullptr), 0);
+  const KORUSEGraph& g = *e.m_trimapGraph;
+  ASSERT_EQ(g.nodeCount, 7);
+  const float A = ABSENT_CAPACITY, D = 7.0710678f, e1 = 0.36787944f, e4 = 0.018315639f;
+  const float edges[7][4] = {{A, A, A, A},      {10, A, A, A},          {A, A, A, A},  {A, A, 10, D * e4},
+                             {10, D * e1, 10 * e1, A}, {10, D * e1, A, D}, {10, A, 10, A}};
+  for (int n = 0; n < 7; ++n)
+    for (int k = 0; k < 8; ++k) EXPECT_FLOAT_EQ(g.arcArray[8 * n + k], edges[n][k / 2]) << n << " " << k;
+  const float residual[7] = {-1000, 200, 1000, -200, 0, 1000, 1000};
+  for (int n = 0; n < 7; ++n) EXPECT_NEAR(g.residualTerminalCapacity[n], residual[n], 1e-4) << n;
+  EXPECT_FLOAT_EQ(g.flowValue, 50.0f);
+  delete e.m_trimapGraph;
+  e.m_trimapGraph = nullptr;
+  cvReleaseImage(&image);
+  cvReleaseImage(&band);
 }

@@ -3,6 +3,7 @@
 #include <opencv2/imgproc.hpp>
 #include <opencv2/imgproc/imgproc_c.h>
 
+#include <algorithm>
 #include <chrono>
 #include <random>
 #include <cstring>
@@ -98,19 +99,6 @@ TEST_F(Segment, EachEditMovesOnlyItsOwnWayAndUndoRestores) {
   EXPECT_EQ(back, loop);
 }
 
-TEST_F(Segment, SameSessionTwiceGivesTheSameMasks) {
-  std::vector<HostMask> runs[2];
-  for (auto& run : runs) {
-    openScene(discScene(240, 180));
-    run.push_back(blankMask());
-    boxEdit(50, 20, 190, 160, &run.back());
-    std::vector<int> line = {120, 90, 170, 90};
-    run.push_back(blankMask());
-    edit(line, strokeMarks(line, 2, MARK_BACKGROUND), STROKE_REMOVE, &run.back());
-  }
-  EXPECT_EQ(runs[0], runs[1]);
-}
-
 TEST_F(Segment, CancelReturnsNoResultAndReleasesTheRegion) {
   LogCapture log;
   openScene(discScene(1280, 960));
@@ -141,11 +129,18 @@ TEST_F(Segment, CancelReturnsNoResultAndReleasesTheRegion) {
 // The driver builds each cut's graph from data capacities kept across the
 // passes and shared by pixels of one colour. At the start of every search,
 // the plain build on the same labels, models and weight must give the same
-// graph, bit for bit.
+// graph, bit for bit. The weights of an edit's five cuts: homogeneous
+// edits do not switch, 50 in every cut: a grey disc with the flag set
+// beforehand (the grey candidates would start at 15), and the colour disc,
+// whose one blue-grey background the criteria find homogeneous in pass 0.
+// A colour disc whose background stripes alternate with their inverse
+// (about 150 apart: not homogeneous) cuts with 50, 13 (13.513 truncated)
+// and 8, then twice with one weight, an untruncated candidate or the
+// fallback 4.
 namespace {
 struct BuildCheck {
-  int cuts = 0;
   int differing = 0;
+  std::vector<double> lambdas;  // one per cut
 };
 BuildCheck g_check;
 
@@ -160,7 +155,7 @@ void compareWithPlainBuild(const char* stage, int) {
   e.m_graph = &plain;
   e.constructGraphKORU_Whole_Image();
   e.m_graph = built;
-  ++g_check.cuts;
+  g_check.lambdas.push_back(e.m_lambda);
   const bool same = plain.nodeCount == built->nodeCount && plain.arcFloatCount == built->arcFloatCount &&
                     sameBits(&plain.flowValue, &built->flowValue, sizeof(float)) &&
                     sameBits(plain.residualTerminalCapacity, built->residualTerminalCapacity, n * sizeof(float)) &&
@@ -169,9 +164,15 @@ void compareWithPlainBuild(const char* stage, int) {
 }
 }  // namespace
 
-TEST_F(Segment, EveryCutsGraphEqualsThePlainBuild) {
-  for (bool grey : {false, true}) {
-    openScene(discScene(160, 120, 0.3, 0.5, 0.5, grey));
+TEST_F(Segment, EveryCutsWeightAndGraph) {
+  for (int kind : {0, 1, 2}) {  // inverse stripes, grey, plain colour
+    const bool grey = kind == 1;
+    Scene scene = discScene(160, 120, 0.3, 0.5, 0.5, grey);
+    for (size_t i = 0; i < scene.pixels.size(); ++i)
+      if (kind == 0 && !scene.truth[i] && (i % 160) / 10 % 2) scene.pixels[i] ^= 0xFFFFFF;
+    openScene(scene);
+    ASSERT_EQ(KORUSEMarker::m_isGreyScale, grey);
+    KORUSEMarker::m_isHomogenous = grey;
     g_check = {};
     setStageTracer(compareWithPlainBuild);
     HostMask mask = blankMask();
@@ -179,8 +180,49 @@ TEST_F(Segment, EveryCutsGraphEqualsThePlainBuild) {
     std::vector<int> line = {80, 60, 115, 60};
     edit(line, strokeMarks(line, 2, MARK_BACKGROUND), STROKE_REMOVE, &mask);
     setStageTracer(nullptr);
-    EXPECT_EQ(g_check.cuts, 10) << (grey ? "grey" : "colour");
-    EXPECT_EQ(g_check.differing, 0) << (grey ? "grey" : "colour");
+    EXPECT_EQ(g_check.differing, 0) << kind;
+    const std::vector<double>& l = g_check.lambdas;
+    ASSERT_EQ(l.size(), 10u);  // five cuts per edit
+    if (kind > 0) {
+      EXPECT_EQ(l, std::vector<double>(10, 50.0)) << kind;
+      continue;
+    }
+    EXPECT_TRUE(l[0] == 50 && l[1] == 13 && l[2] == 8 && l[3] == l[4]) << l[1] << " " << l[2] << " " << l[3];
+    const double later[] = {50, 13.513f, 8, 4};
+    EXPECT_NE(std::find(later, later + 4, l[3]), later + 4) << l[3];
+  }
+}
+
+// chooseIter on a photo whose gradient is known per column: columns 0..219
+// carry black and white stripes 2 wide, the rest is black, so the Sobel
+// magnitude is 4 * 255 (> 70) in columns 1..220 and 0 (< 30) in column 0 and
+// from 221 on. Each object is a rectangle ending at column 221; of its inner
+// boundary (the object minus its 3 x 3 erosion) column 221 alone is weak:
+//   first   rows 4..6, columns 208..221: n = 42 - 12, 3 weak, r0 = 24/30 = 0.8
+//   final   rows 4..5, columns 182..221: n = 80, 2 weak, r1 = 76/80 = 0.95
+//   final   row 4, columns 22..221: n = 200, 1 weak, r1 = 198/200 = 0.99
+// 0.95: r0 >= 0.75, r1 <= 0.98, r1 - r0 <= 0.2: the first cut is kept. 0.99
+// is above 0.98, and a first cut without object has r0 = 0: the final stays.
+TEST(ChooseIter, KeepsTheFirstCutOnlyIfTheLaterOnesDidNotImprove) {
+  KORUSEHybrid e;
+  e.m_roiImage = cvCreateImage(cvSize(240, 12), 8, 3);
+  for (int y = 0; y < 12; ++y)
+    for (int x = 0; x < 240; ++x) cvSet2D(e.m_roiImage, y, x, cvScalarAll(x < 220 && (x / 2) % 2 ? 255 : 0));
+  const auto labelling = [](const int* r) {  // x0 (-1: no object), y0, y1
+    IplImage* l = cvCreateImage(cvSize(240, 12), 8, 1);
+    cvSet(l, cvScalarAll(MARK_PROBABLE_BACKGROUND));
+    if (r[0] >= 0) cvRectangle(l, cvPoint(r[0], r[1]), cvPoint(221, r[2]), cvScalarAll(MARK_PROBABLE_OBJECT), CV_FILLED);
+    return l;
+  };
+  const struct { int first[3], last[3]; bool keepsFirst; } cases[] = {
+      {{208, 4, 6}, {182, 4, 5}, true}, {{208, 4, 6}, {22, 4, 4}, false}, {{-1, 0, 0}, {182, 4, 5}, false}};
+  for (const auto& c : cases) {
+    e.m_iterLabel[0] = labelling(c.first);
+    e.m_roiLabel = labelling(c.last);
+    IplImage* expected = cvCloneImage(c.keepsFirst ? e.m_iterLabel[0] : e.m_roiLabel);
+    e.chooseIter();
+    EXPECT_EQ(cvNorm(e.m_roiLabel, expected, CV_L1), 0.0) << c.first[0] << " " << c.last[0];
+    for (IplImage** image : {&expected, &e.m_roiLabel, &e.m_iterLabel[0]}) cvReleaseImage(image);
   }
 }
 
@@ -253,9 +295,15 @@ class WeightChoice : public ::testing::Test {
     cvSet(engine_.m_roiImage, cvScalar(90, 90, 90));
     cvRectangle(engine_.m_roiImage, cvPoint(40, 40), cvPoint(44, 44), cvScalar(200, 10, 10), CV_FILLED);
     for (auto& l : labels_) l = cvCreateImage(cvSize(100, 100), 8, 1);
+    engine_.m_roiInitialLabel = cvCreateImage(cvSize(100, 100), 8, 1);
+    cvSet(engine_.m_roiInitialLabel, cvScalarAll(MARK_NONE));
+    engine_.m_roiLabel = cvCloneImage(engine_.m_roiInitialLabel);
+    std::copy(labels_, labels_ + 3, engine_.m_iterLabel);  // the snapshots
   }
   void TearDown() override {
+    std::fill(engine_.m_iterLabel, engine_.m_iterLabel + 3, nullptr);
     for (auto& l : labels_) cvReleaseImage(&l);
+    KORUSEMarker::m_isGreyScale = false;
   }
   // Labelling k: object (4) on the given rectangle, probable background elsewhere.
   void object(int k, int x0, int y0, int x1, int y1, int thickness = CV_FILLED) {
@@ -263,6 +311,15 @@ class WeightChoice : public ::testing::Test {
     cvRectangle(labels_[k], cvPoint(x0, y0), cvPoint(x1, y1), cvScalarAll(MARK_PROBABLE_OBJECT), thickness);
   }
   int choose() { return engine_.optimalLamda(labels_, nullptr); }
+  // parallelLamdaSwtich(k): its model step (0 fresh, 1 update, 2 keep), its
+  // weight, and the labels it starts the cut from.
+  void expectSwitch(int k, bool grey, double lambda, int mode, const IplImage* from) {
+    KORUSEMarker::m_isGreyScale = grey;
+    cvSet(engine_.m_roiLabel, cvScalarAll(MARK_OBJECT));
+    EXPECT_EQ(engine_.parallelLamdaSwtich(k), mode) << k;
+    EXPECT_EQ(engine_.m_lambda, lambda) << k;
+    if (from) EXPECT_EQ(cvNorm(engine_.m_roiLabel, from, CV_L1), 0.0) << k;
+  }
   KORUSEHybrid engine_;
   IplImage* labels_[3];
 };
@@ -282,10 +339,23 @@ TEST_F(WeightChoice, OptimalLamdaFollowsAreasAndFraming) {
   // Areas 1000 and 100: m = 0.55, v = 0.405 > 0.4, the last one.
   object(1, 60, 10, 69, 19);  // 10 x 10
   EXPECT_EQ(choose(), 1);
-  // Passing objects all under 100 pixels: fall back.
+  // The switch: passes 0 to 2 start from the user's labels with the
+  // candidates truncated (13.513 cuts as 13); pass 3 from the chosen
+  // labelling with its candidate whole; later passes keep the weight.
+  const IplImage* initial = engine_.m_roiInitialLabel;
+  for (bool grey : {false, true}) {
+    expectSwitch(0, grey, grey ? 15 : 50, 0, initial);
+    expectSwitch(1, grey, grey ? 10 : 13, 2, initial);
+    expectSwitch(2, grey, grey ? 7 : 8, 2, initial);
+    expectSwitch(3, grey, grey ? 10.0f : 13.513f, 1, labels_[1]);
+    expectSwitch(4, grey, grey ? 10.0f : 13.513f, 1, nullptr);
+  }
+  // Passing objects all under 100 pixels: fall back, from the user's labels.
   object(0, 55, 55, 63, 63);  // 9 x 9
   object(1, 60, 10, 68, 18);  // 9 x 9
   EXPECT_EQ(choose(), -1);
+  expectSwitch(3, false, 4, 2, initial);
+  expectSwitch(3, true, 3, 2, initial);
 
   // Framed objects (within 15 % of all borders, clear of the patch): the
   // smallest wins, whatever its index.

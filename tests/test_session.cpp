@@ -37,14 +37,6 @@ static std::vector<std::vector<Point>> fetchOutline() {
   return polygons;
 }
 
-TEST_F(SessionTest, SourceRoundTripsAsOpaquePixels) {
-  open(5, 3);
-  Pixels out(15, 0);
-  copySourceImage(out.data());
-  EXPECT_EQ(out, opaque(photo_));
-  EXPECT_EQ(out[1 * 5 + 4], 0xFF040107u);  // red = x = 4, green = y = 1, blue 7
-}
-
 TEST_F(SessionTest, SquareObjectGivesFourCornerOutline) {
   open(9, 9);
   HostMask mask = blankMask();
@@ -134,9 +126,6 @@ TEST_F(SessionTest, BoxTracesItsBorderClockwise) {
             (std::vector<int32_t>{1, 1, 2, 1, 3, 1, 3, 2, 2, 2, 1, 2}));
   EXPECT_EQ(KORUSEMarker::currentStroke.type, 0);
   EXPECT_NE(pHybrid, nullptr);
-  // Inverted box: only the right and left edges have spans.
-  doSegmentationBB(6, 5, photo.data(), 3, 1, 1, 2, mask.data());
-  EXPECT_EQ(KORUSEMarker::currentStroke.points, (std::vector<int32_t>{1, 1, 3, 2}));
 }
 
 TEST_F(SessionTest, ProcessWithoutResultShowsThePhoto) {
@@ -257,7 +246,6 @@ TEST_F(SessionTest, UndefinedCallsAreLoggedAndTouchNothing) {
                                LogLine{ANDROID_LOG_ERROR, "Error", "MEMORY_CRASH : setMarkerImage 164"});
   ASSERT_TRUE(first != lines.end() && first + 1 != lines.end());
   EXPECT_EQ(first[1], (LogLine{ANDROID_LOG_ERROR, "Error", "MEMORY_CRASH : setMarkerImage 173"}));
-  EXPECT_GE(log.count("Error"), 16u);
 }
 
 // The box marks as they were made before: an int buffer filled box-wise
