@@ -8,6 +8,9 @@
 #include <vector>
 
 #include "SegmentationCore.h"
+#include "engine/KORUSEHybrid.h"
+#include "interface/KORUSEMarker.h"
+#include "interface/SessionGlobals.h"
 
 using Pixels = std::vector<unsigned int>;
 using HostMask = std::vector<unsigned char>;
@@ -52,6 +55,13 @@ class SessionTest : public ::testing::Test {
     cutOutImage(0, 0, 0, preview ? preview->data() : nullptr, mask ? mask->data() : nullptr);
   }
   HostMask blankMask(unsigned char v = 77) const { return HostMask(size_t(w_) * h_, v); }
+  // The engine, its region set by hand: w x h at the working image's origin.
+  KORUSEHybrid& engineWithRegion(int w, int h) {
+    KORUSEMarker::m_xMinBBox = KORUSEMarker::m_yMinBBox = 0;
+    pHybrid->m_roiWidth = w;
+    pHybrid->m_roiHeight = h;
+    return *pHybrid;
+  }
 
   // A segmentation edit as a host sends it: stroke points, marks, process.
   int edit(std::vector<int> points, const std::vector<int>& marks, int type, HostMask* mask,

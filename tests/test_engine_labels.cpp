@@ -122,10 +122,7 @@ TEST_F(EngineLabels, PreviousResultBecomesHardLabels) {
 TEST_F(EngineLabels, UpdateLabelImageMovesSoftLabelsOnly) {
   open(4, 1);
   // Region 4 x 1; nodes 0 and 2 are tied to the source, 1 and 3 to the sink.
-  KORUSEHybrid& e = *pHybrid;
-  KORUSEMarker::m_xMinBBox = KORUSEMarker::m_yMinBBox = 0;
-  e.m_roiWidth = 4;
-  e.m_roiHeight = 1;
+  KORUSEHybrid& e = engineWithRegion(4, 1);
   e.graphSpaceAllocator();
   e.m_graph->addNode(4);
   for (int i = 0; i < 4; ++i) {

@@ -161,10 +161,7 @@ TEST_F(EngineWeights, RegionGraphOfEveryShapeEqualsThePlainBuild) {
 // can count: every value must still be that of the models of the moment.
 TEST_F(EngineWeights, RegionSamplesFollowModelsThatKeepChanging) {
   open(16, 12);
-  KORUSEHybrid& e = *pHybrid;
-  KORUSEMarker::m_xMinBBox = KORUSEMarker::m_yMinBBox = 0;
-  e.m_roiWidth = 16;
-  e.m_roiHeight = 12;
+  KORUSEHybrid& e = engineWithRegion(16, 12);
   e.m_roiImage = e.cropImage(KORUSEMarker::m_srcImage);
   KORUSEColorModel models[2][2];  // [pair][object, background]
   for (int pair = 0; pair < 2; ++pair)

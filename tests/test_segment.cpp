@@ -236,10 +236,7 @@ TEST_F(Segment, ModelStepsFromTheRegionEqualThePlainOnes) {
   for (bool grey : {false, true}) {
     for (int objectPixels : {-1, 3}) {
       openScene(discScene(120, 90, 0.3, 0.5, 0.5, grey));
-      KORUSEHybrid& e = *pHybrid;
-      KORUSEMarker::m_xMinBBox = KORUSEMarker::m_yMinBBox = 0;
-      e.m_roiWidth = 120;
-      e.m_roiHeight = 90;
+      KORUSEHybrid& e = engineWithRegion(120, 90);
       e.m_roiImage = e.cropImage(KORUSEMarker::m_srcImage);
       e.m_roiLabel = cvCreateImage(cvSize(120, 90), 8, 1);
       cvSet(e.m_roiLabel, cvScalarAll(MARK_PROBABLE_BACKGROUND));
