@@ -67,17 +67,33 @@ CLI::App* addEvalCommand(CLI::App& app, EvalArguments& eval) {
       ->type_name("OUT");
   sub->add_option("--masks", eval.masks, "Also score the saved masks MASKS/NAME.png (object white)")
       ->type_name("MASKS");
-  char goal[512];
+  const auto setRobot = [&eval](const std::string& name) {
+    eval.robot = name == robotStyleName(RobotStyle::Dab) ? RobotStyle::Dab : RobotStyle::Person;
+  };
+  sub->add_option_function<std::string>("--robot", setRobot,
+                                        "How the robot user corrects: person (scribbles and loops) or dab")
+      ->check(CLI::IsMember({robotStyleName(RobotStyle::Person), robotStyleName(RobotStyle::Dab)}))
+      ->default_str(robotStyleName(RobotStyle::Person))
+      ->type_name("STYLE");
+  char goal[1024];
   std::snprintf(goal, sizeof goal,
                 "cv::grabCut with the same box (%d iterations, one thread); the error rate over the photo and\n"
-                "inside the box, the CPU time; then the robot user, which corrects the box cut one brush\n"
-                "stroke at a time until IoU %.2f (at most %d strokes), for both.\n",
-                kPeerIterations, kRobotGoalIoU, kRobotMaxStrokes);
+                "inside the box, the CPU time; then the robot user, which corrects each box cut until IoU\n"
+                "%.2f (at most %d corrections), each side from its own result. Each correction goes to the\n"
+                "largest wrong region: add where object was missed, remove where background was taken.\n"
+                "--robot person (the default) scribbles along the region's medial line with a brush at\n"
+                "most a fingertip wide, and circles a large, compact region with a loop just inside its\n"
+                "outline; cv::grabCut gets the brush as hard marks, the loop's inside as probable ones.\n"
+                "--robot dab puts a short dab at the region's deepest point. The summary gives, per side,\n"
+                "the photos that reach IoU %.2f and the median number of corrections (a photo that never\n"
+                "reaches it counts as more than %d).\n",
+                kPeerIterations, kRobotGoalIoU, kRobotMaxStrokes, kRobotGoalIoU, kRobotMaxStrokes);
   sub->footer(
       "\nPer photo: our box cut, our lasso cut (the lasso's inside marked probable object), and\n" +
       std::string(goal) +
-      "Outputs in OUT: eval.csv (one row per photo, then the means), robot.csv (every robot\n"
-      "stroke and the IoU after it), eval.svg (a chart of the error and the CPU time per photo).\n");
+      "Outputs in OUT: eval.csv (one row per photo, then the means), robot.csv (every correction:\n"
+      "its kind, mode, place, radius and the IoU after it), eval.svg (a chart of the error and the\n"
+      "CPU time per photo).\n");
   sub->fallthrough();  // cutout eval -v
   return sub;
 }
@@ -96,7 +112,7 @@ CLI::App* addFingerprintCommand(CLI::App& app, FingerprintArguments& f) {
       "fingerprint", "Prints a hash of every result of a fixed set of sessions, to diff before and after a change");
   f.benchmarkDir = defaultEvalDir();
   f.samplesDir = defaultSamplesDir();
-  sub->add_option("--benchmark", f.benchmarkDir, "Benchmark folder: the box, the robot user's strokes, the lasso")
+  sub->add_option("--benchmark", f.benchmarkDir, "Benchmark folder: the box, the dab robot's strokes, the lasso")
       ->type_name("DIR");
   sub->add_option("--samples", f.samplesDir, "Photos beside a boxes.tsv: a mixed session at each size")
       ->type_name("DIR");

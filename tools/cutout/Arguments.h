@@ -8,10 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "RobotUser.h"
+
 enum class Command {
   Help,  // --help was asked for and has been printed
   Cut,   // cutout PHOTO (--box X1,Y1,X2,Y2 | --edits SESSION.json) [-o DIR] [--every-step]
-  Eval,  // cutout eval [DIR] [-o OUT] [--masks MASKS]
+  Eval,  // cutout eval [DIR] [-o OUT] [--masks MASKS] [--robot person|dab]
   Fingerprint,  // cutout fingerprint [--benchmark DIR] [--samples DIR] [--sizes MP,...] [--no-scenes]
 };
 
@@ -27,6 +29,7 @@ struct EvalArguments {
   std::string dir;                 // benchmark folder: images/, truth/, boxes.tsv, lasso/
   std::string outDir = "out/eval";  // eval.csv and eval.svg; created when missing
   std::string masks;               // optional folder of saved masks NAME.png, scored beside
+  RobotStyle robot = RobotStyle::Person;  // how the robot user corrects
 };
 
 struct FingerprintArguments {

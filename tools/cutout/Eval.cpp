@@ -51,12 +51,12 @@ MethodScore savedScore(const std::string& masks, const std::string& name, const 
   return {};
 }
 
-// The robot on one method, each stroke marked as the phone app marks it.
-RobotOutcome robotOn(const Photo& photo, const cv::Mat& start, const cv::Mat& truth,
-                 const std::function<void(const Edit&, cv::Mat&)>& edit) {
-  return runRobot(start.clone(), truth, [&](const Step& stroke, cv::Mat& object) {
-           edit(markEdit(stroke, photo.width(), photo.height()), object);
-         });
+// The robot on one method, each correction marked as the phone app marks it.
+RobotOutcome robotOn(const Photo& photo, const cv::Mat& start, const cv::Mat& truth, RobotStyle style,
+                     const std::function<void(const Edit&, cv::Mat&)>& edit) {
+  return runRobot(start.clone(), truth, style, [&](const Step& step, cv::Mat& object) {
+    edit(markEdit(step, photo.width(), photo.height()), object);
+  });
 }
 
 PhotoReport evaluatePhoto(const BenchmarkPhoto& entry, const EvalArguments& args, Progress& progress) {
@@ -74,8 +74,8 @@ PhotoReport evaluatePhoto(const BenchmarkPhoto& entry, const EvalArguments& args
   report.methods[kOurBox] = scoreOf(ours, truth, box);
   progress.begin(entry.name + ": robot user on our cut");
   report.robotRan = true;
-  report.robot[kRobotOurs] =
-      robotOn(photo, ours.object, truth, [&](const Edit& e, cv::Mat& object) { ourEdit(photo, e, object); });
+  report.robot[kRobotOurs] = robotOn(photo, ours.object, truth, args.robot,
+                                     [&](const Edit& e, cv::Mat& object) { ourEdit(photo, e, object); });
   progress.begin(entry.name + ": our lasso cut");
   if (!entry.lasso.empty()) {
     const cv::Mat trimap = readGreyOfSize(entry.lasso, photo.bgr.size());
@@ -88,7 +88,7 @@ PhotoReport evaluatePhoto(const BenchmarkPhoto& entry, const EvalArguments& args
   const CutResult theirs = peerBoxCut(photo, entry.box, peer);
   report.methods[kGrabCut] = scoreOf(theirs, truth, box);
   progress.begin(entry.name + ": robot user on cv::grabCut");
-  report.robot[kRobotPeer] = robotOn(photo, theirs.object, truth,
+  report.robot[kRobotPeer] = robotOn(photo, theirs.object, truth, args.robot,
                                      [&](const Edit& e, cv::Mat& object) { peerEdit(photo, e, peer, object); });
   report.methods[kSavedMasks] = savedScore(args.masks, entry.name, truth, box);
   return report;
@@ -109,7 +109,7 @@ int runEval(const EvalArguments& args) {
   for (const BenchmarkPhoto& entry : entries) reports.push_back(evaluatePhoto(entry, args, progress));
   progress.finish();
 
-  const EvalSummary summary = summarize(reports);
+  const EvalSummary summary = summarize(reports, args.robot);
   printTable(std::cout, reports, summary);
   const fs::path out(args.outDir);
   writeTextFile((out / "eval.csv").string(), csvText(reports, summary));

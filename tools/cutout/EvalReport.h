@@ -47,21 +47,30 @@ struct EvalSummary {
   double peerOverBox = 0.0;                     // their ratio, grabCut / ours
   double peerOverBoxGeo = 0.0;                  // geometric mean of the per-photo ratios
   double peerOverLasso = 0.0;  // total grabCut CPU / total our-lasso CPU, photos with a lasso
-  double robotOursMean = 0.0, robotPeerMean = 0.0;  // strokes, over the photos that reached
-  int robotOursReached = 0, robotPeerReached = 0, robotRuns = 0;
+  // The robot user, per side, over the photos it ran on: how many reached
+  // kRobotGoalIoU, and the median of the corrections it took, a photo that
+  // did not reach counting as kRobotMaxStrokes + 1 (so a median above
+  // kRobotMaxStrokes means "more than").
+  RobotStyle robotStyle = RobotStyle::Person;
+  int robotRuns = 0;
+  std::array<int, kRobotSides> robotReached{};
+  std::array<double, kRobotSides> robotMedian{};
+  std::array<std::array<int, kGestureCount>, kRobotSides> robotGestures{};  // corrections of each kind
 };
 
-EvalSummary summarize(const std::vector<PhotoReport>& photos);
+EvalSummary summarize(const std::vector<PhotoReport>& photos, RobotStyle robotStyle);
 
 // The table: one row per photo, the means, then the speed and robot lines.
 void printTable(std::ostream& out, const std::vector<PhotoReport>& photos, const EvalSummary& summary);
 
 // One header line, one row per photo, then a row named "mean". Cells of
-// methods that did not run are empty; robot strokes "not reached" are -1.
+// methods that did not run are empty; robot strokes "not reached" are -1,
+// and the mean row leaves the robot's cells empty (see EvalSummary).
 std::string csvText(const std::vector<PhotoReport>& photos, const EvalSummary& summary);
 
-// The robot's strokes, one line each: photo, side, stroke number (0: the
-// first cut), add/remove, centre x and y, radius, IoU after it.
+// The robot's corrections, one line each: photo, side, number (0: the box
+// cut), kind (scribble, loop, dab), add/remove, the wrong region's deepest
+// point x and y, the brush radius (empty for a loop), IoU after it.
 std::string robotCsvText(const std::vector<PhotoReport>& photos);
 
 // Writes `text` to `path` under a temporary name, then renames it. Throws

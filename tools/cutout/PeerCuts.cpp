@@ -57,6 +57,8 @@ bool peerEdit(const Photo& photo, const Edit& edit, PeerState& state, cv::Mat& o
   for (size_t i = 0; i < edit.markers.size(); ++i) {
     if (edit.markers[i] == kMarkObject) mask[i] = cv::GC_FGD;
     if (edit.markers[i] == kMarkBackground) mask[i] = cv::GC_BGD;
+    if (edit.markers[i] == kMarkProbableObject) mask[i] = cv::GC_PR_FGD;
+    if (edit.markers[i] == kMarkProbableBackground) mask[i] = cv::GC_PR_BGD;
   }
   if (!runGrabCut(photo, state, cv::GC_INIT_WITH_MASK)) return false;
   object = objectOf(state.mask);

@@ -24,8 +24,9 @@ constexpr int kPeerIterations = 5;
 // when it throws (a box leaving no background, say).
 CutResult peerBoxCut(const Photo& photo, const std::array<int, 4>& box, PeerState& state);
 
-// The edit's hard marks (object 2, background 1) written into the previous
-// mask as GC_FGD / GC_BGD, then cv::grabCut in GC_INIT_WITH_MASK mode,
+// The edit's marks written into the previous mask: hard ones (object 2,
+// background 1) as GC_FGD / GC_BGD, probable ones (a loop's inside: object 4,
+// background 3) as GC_PR_FGD / GC_PR_BGD; then cv::grabCut in GC_INIT_WITH_MASK mode,
 // kPeerIterations, one thread. Replaces `object` and returns true unless
 // it throws.
 bool peerEdit(const Photo& photo, const Edit& edit, PeerState& state, cv::Mat& object);

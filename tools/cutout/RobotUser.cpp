@@ -1,71 +1,79 @@
 #include "RobotUser.h"
 
 #include <algorithm>
+#include <cmath>
 #include <opencv2/imgproc.hpp>
 
+#include "Gestures.h"
 #include "Score.h"
+#include "WrongRegion.h"
 
 namespace {
 
-constexpr double kRadiusPerDepth = 0.5;  // brush radius as a share of the region's depth
-constexpr int kMaxRadius = 12;           // about a fingertip on a phone showing a 640-pixel photo
-constexpr int kMaxHalfLength = 3;        // a short dab: at most 7 pixels end to end
+// A fingertip (about 7 mm, the touch target phones are designed for) on a
+// portrait screen about 65 mm wide that shows the photo across its width.
+constexpr double kFingertipShareOfWidth = 0.1;
+// A person circles a part at least two fingertips across: one pass of the
+// finger would paint less than half of it.
+constexpr double kLoopMinFingertipsAcross = 2.0;
+// ... when a loop round it takes in little else: the part fills at least
+// this much of its convex hull (a C, an L or a branching part does not).
+constexpr double kLoopMinHullShare = 0.8;
+// A loop drawn this far inside the outline (about a millimetre on screen,
+// a quarter of the fingertip's radius) keeps a finger's wobble off the
+// correct side.
+constexpr double kLoopPullPerFingertipRadius = 0.25;
 
-struct Region {
-  cv::Mat pixels;  // 255 inside
-  int area = 0;
-};
+// The region's share of its convex hull, both counted in pixels.
+double hullShare(const WrongRegion& region) {
+  std::vector<cv::Point> pixels, hull;
+  cv::findNonZero(region.pixels, pixels);
+  cv::convexHull(pixels, hull);
+  cv::Mat filled = cv::Mat::zeros(region.pixels.size(), CV_8UC1);
+  cv::fillConvexPoly(filled, hull, cv::Scalar(255), cv::LINE_8);
+  return static_cast<double>(region.area) / std::max(1, cv::countNonZero(filled));
+}
 
-// The largest 8-connected part of `wrong`; area 0 when there is none.
-Region largestPart(const cv::Mat& wrong) {
-  cv::Mat labels, stats, centroids;
-  const int count = cv::connectedComponentsWithStats(wrong, labels, stats, centroids, 8, CV_32S);
-  Region best;
-  int bestLabel = 0;
-  for (int label = 1; label < count; ++label) {
-    const int area = stats.at<int>(label, cv::CC_STAT_AREA);
-    if (area > best.area) {
-      best.area = area;
-      bestLabel = label;
-    }
-  }
-  if (best.area > 0) best.pixels = labels == bestLabel;
-  return best;
+bool worthALoop(const WrongRegion& region, int fingertip) {
+  const double across = 2.0 * region.deepest, fingertipWidth = 2.0 * fingertip;
+  return across >= kLoopMinFingertipsAcross * fingertipWidth && hullShare(region) >= kLoopMinHullShare;
+}
+
+Correction personCorrection(const WrongRegion& region) {
+  const int fingertip = fingertipRadius(region.pixels.size());
+  if (worthALoop(region, fingertip))
+    return {loopInside(region, kLoopPullPerFingertipRadius * fingertip), Gesture::Loop, region.centre};
+  return {scribbleAlong(region, fingertip), Gesture::Scribble, region.centre};
 }
 
 }  // namespace
 
-std::optional<Step> correctiveStroke(const cv::Mat& object, const cv::Mat& truth) {
-  cv::Mat missed, extra;
-  wrongPixels(object, truth, missed, extra);
-  const Region missedPart = largestPart(missed), extraPart = largestPart(extra);
-  if (missedPart.area == 0 && extraPart.area == 0) return std::nullopt;
-  const bool add = missedPart.area >= extraPart.area;
-  const cv::Mat& region = add ? missedPart.pixels : extraPart.pixels;
+const char* robotStyleName(RobotStyle style) { return style == RobotStyle::Dab ? "dab" : "person"; }
 
-  // A zero frame makes the photo's edge an edge of the region too.
-  cv::Mat framed, distance;
-  cv::copyMakeBorder(region, framed, 1, 1, 1, 1, cv::BORDER_CONSTANT, cv::Scalar(0));
-  cv::distanceTransform(framed, distance, cv::DIST_L2, cv::DIST_MASK_PRECISE);
-  double depth = 0;
-  cv::Point deepest;
-  cv::minMaxLoc(distance, nullptr, &depth, nullptr, &deepest);
-  deepest -= cv::Point(1, 1);
-
-  // Every brush pixel lies within radius + halfLength < depth of the
-  // deepest point, so inside the region.
-  const int radius = std::min(kMaxRadius, static_cast<int>(depth * kRadiusPerDepth));
-  const int halfLength = std::max(0, std::min(kMaxHalfLength, static_cast<int>(depth) - radius - 1));
-  Step stroke;
-  stroke.kind = StepKind::Stroke;
-  stroke.add = add;
-  stroke.radius = radius;
-  stroke.points = {deepest - cv::Point(halfLength, 0)};
-  if (halfLength > 0) stroke.points.push_back(deepest + cv::Point(halfLength, 0));
-  return stroke;
+const char* gestureName(Gesture gesture) {
+  switch (gesture) {
+    case Gesture::Dab:
+      return "dab";
+    case Gesture::Scribble:
+      return "scribble";
+    case Gesture::Loop:
+      return "loop";
+  }
+  return "?";
 }
 
-RobotOutcome runRobot(cv::Mat object, const cv::Mat& truth, const ApplyStroke& apply) {
+int fingertipRadius(cv::Size photo) {
+  return std::max(1, static_cast<int>(std::lround(kFingertipShareOfWidth * photo.width / 2)));
+}
+
+std::optional<Correction> nextCorrection(const cv::Mat& object, const cv::Mat& truth, RobotStyle style) {
+  const std::optional<WrongRegion> region = largestWrongRegion(object, truth);
+  if (!region) return std::nullopt;
+  if (style == RobotStyle::Dab) return Correction{dabOn(*region), Gesture::Dab, region->centre};
+  return personCorrection(*region);
+}
+
+RobotOutcome runRobot(cv::Mat object, const cv::Mat& truth, RobotStyle style, const ApplyStroke& apply) {
   RobotOutcome outcome;
   outcome.startIoU = scoredIoU(object, truth);
   if (outcome.startIoU >= kRobotGoalIoU) {
@@ -73,10 +81,10 @@ RobotOutcome runRobot(cv::Mat object, const cv::Mat& truth, const ApplyStroke& a
     return outcome;
   }
   for (int k = 1; k <= kRobotMaxStrokes; ++k) {
-    const std::optional<Step> stroke = correctiveStroke(object, truth);
-    if (!stroke) break;  // nothing scored is wrong, yet IoU is short: cannot happen past 0
-    apply(*stroke, object);
-    outcome.given.push_back(*stroke);
+    const std::optional<Correction> correction = nextCorrection(object, truth, style);
+    if (!correction) break;  // nothing scored is wrong, yet IoU is short: cannot happen past 0
+    apply(correction->step, object);
+    outcome.given.push_back(*correction);
     outcome.iou.push_back(scoredIoU(object, truth));
     if (outcome.iou.back() >= kRobotGoalIoU) {
       outcome.strokes = k;

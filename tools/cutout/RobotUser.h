@@ -1,12 +1,13 @@
-// The robot user of `cutout eval`: corrects a cut one brush stroke at a
-// time, as a person on the phone would, and counts the strokes it takes.
+// The robot user of `cutout eval`: corrects a cut one gesture at a time and
+// counts the gestures it takes. Each goes to the largest wrong region of the
+// current result (WrongRegion.h): it adds where the cut missed object and
+// removes where it took background.
 //
-// Each stroke goes to the largest wrong region of the current result (8-
-// connected, scored pixels only): an add stroke inside a part the cut
-// missed, a remove stroke inside a part it wrongly took. It is centred on
-// the region's deepest point (largest distance to the region's edge), a few
-// pixels long, with a radius in proportion to that depth, and never leaves
-// the region.
+// The person (the default) scribbles along the region's medial line with a
+// brush no wider than a fingertip, and circles a region that is large and
+// compact with a loop just inside its outline. The dab robot, kept so that
+// older numbers and the fingerprint's sessions stay comparable, puts a short
+// dab at the region's deepest point. See Gestures.h for the shapes.
 #pragma once
 
 #include <functional>
@@ -19,23 +20,41 @@
 constexpr double kRobotGoalIoU = 0.95;  // IoU that counts as done
 constexpr int kRobotMaxStrokes = 10;    // the robot gives up after this many
 
-// The next stroke for `object` (255 = object) against `truth` (255 object,
-// 0 background, other values not scored), or nothing when no scored pixel is
-// wrong. Costs a labelling and a distance transform of the image.
-std::optional<Step> correctiveStroke(const cv::Mat& object, const cv::Mat& truth);
+enum class RobotStyle { Person, Dab };
+enum class Gesture { Dab, Scribble, Loop };
+constexpr int kGestureCount = 3;
 
-// Applies one stroke's edit to the method being measured; replaces `object`
-// with the new result (or leaves it when there is none).
-using ApplyStroke = std::function<void(const Step& stroke, cv::Mat& object)>;
+const char* robotStyleName(RobotStyle style);  // "person", "dab"
+const char* gestureName(Gesture gesture);      // "dab", "scribble", "loop"
 
-struct RobotOutcome {
-  int strokes = -1;         // strokes until IoU reached kRobotGoalIoU; -1: not within kRobotMaxStrokes
-  double startIoU = 0.0;    // of the first cut
-  std::vector<Step> given;  // the strokes, in order
-  std::vector<double> iou;  // after each of them
+struct Correction {
+  Step step;         // as a session file would hold it
+  Gesture gesture;
+  cv::Point centre;  // the wrong region's deepest point
 };
 
-// From `object` (the first cut's result), up to kRobotMaxStrokes strokes,
-// each computed from the result the previous one gave. 0 strokes when the
-// first cut is already good enough.
-RobotOutcome runRobot(cv::Mat object, const cv::Mat& truth, const ApplyStroke& apply);
+// The brush radius of a fingertip on a phone showing the whole photo of
+// `photo`'s size, in photo pixels (at least 1).
+int fingertipRadius(cv::Size photo);
+
+// The next correction for `object` (255 = object) against `truth` (255
+// object, 0 background, other values not scored), or nothing when no scored
+// pixel is wrong. Costs a few passes over the photo and, for a scribble, a
+// thinning of the region.
+std::optional<Correction> nextCorrection(const cv::Mat& object, const cv::Mat& truth, RobotStyle style);
+
+// Applies one correction's step to the method being measured; replaces
+// `object` with the new result (or leaves it when there is none).
+using ApplyStroke = std::function<void(const Step& step, cv::Mat& object)>;
+
+struct RobotOutcome {
+  int strokes = -1;               // corrections until IoU reached kRobotGoalIoU; -1: not within kRobotMaxStrokes
+  double startIoU = 0.0;          // of the first cut
+  std::vector<Correction> given;  // the corrections, in order
+  std::vector<double> iou;        // after each of them
+};
+
+// From `object` (the first cut's result), up to kRobotMaxStrokes
+// corrections, each computed from the result the previous one gave. 0 when
+// the first cut is already good enough.
+RobotOutcome runRobot(cv::Mat object, const cv::Mat& truth, RobotStyle style, const ApplyStroke& apply);
