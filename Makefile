@@ -4,11 +4,10 @@ BUILD      ?= build
 BUILD_ASAN ?= build-asan
 JOBS       ?= $(shell nproc)
 
-# Debian packages the build needs (tests and benchmarks included; contrib for
-# ximgproc, whose thinning the robot user of cutout eval walks along).
+# Debian packages the build needs (tests and benchmarks included).
 PACKAGES := cmake g++ make libopencv-core-dev libopencv-imgproc-dev android-liblog-dev \
             libgtest-dev libbenchmark-dev \
-            libopencv-imgcodecs-dev nlohmann-json3-dev libcli11-dev libopencv-contrib-dev
+            libopencv-imgcodecs-dev nlohmann-json3-dev libcli11-dev
 
 SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 

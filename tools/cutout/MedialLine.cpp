@@ -1,7 +1,8 @@
 #include "MedialLine.h"
 
+#include "Thinning.h"
+
 #include <opencv2/imgproc.hpp>
-#include <opencv2/ximgproc.hpp>
 #include <algorithm>
 #include <cmath>
 #include <queue>
@@ -47,7 +48,7 @@ std::vector<cv::Point> medialLine(const cv::Mat& region) {
   const cv::Rect box = cv::boundingRect(region);
   cv::Mat framed, skeleton;
   cv::copyMakeBorder(region(box), framed, 1, 1, 1, 1, cv::BORDER_CONSTANT, cv::Scalar(0));
-  cv::ximgproc::thinning(framed, skeleton, cv::ximgproc::THINNING_ZHANGSUEN);
+  skeleton = zhangSuenThinning(framed);
   const cv::Point offset = box.tl() - cv::Point(1, 1);
 
   std::vector<cv::Point> pixels;
