@@ -33,7 +33,9 @@ void KORUSEGraph::allocateStorage(int nodeRecords, int edgeRecords) {
   const size_t words = aligned(storageBytes(nodeRecords, sizeof(int32_t)));
   const size_t bytes = aligned(storageBytes(nodeRecords, 1));
   const size_t arcBytes = storageBytes(2 * static_cast<int64_t>(edgeRecords), sizeof(float));
-  if (words == 0 || arcBytes == 0) {
+  // Five word arrays and a byte array in one block: with a 32-bit size_t
+  // their sum can wrap where each alone fits.
+  if (words == 0 || arcBytes == 0 || words > (SIZE_MAX / 2 - bytes) / 5) {
     logBadCall("KORUSEGraph", "graph too large for this address space");
     return;
   }

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "path/PathSteps.h"
+#include "path/SearchInput.h"
 
 namespace path_detail {
 
@@ -51,7 +52,7 @@ GridSearchResult searchGrid(const IplImage* colour, const IplImage* labels, long
   const int width = colour->width, height = colour->height;
   std::vector<int32_t> parents(static_cast<size_t>(width) * height, -1);
   // No clamping: any index past the last pixel (or negative) is the caller's fault.
-  parents.at(static_cast<size_t>(start)) = static_cast<int32_t>(start);
+  parents.at(startIndex(start)) = static_cast<int32_t>(start);
   PathHeap heap(static_cast<int>(parents.size()), static_cast<int>(start));
 
   long long pixelStep[kPathNeighbours], byteStep[kPathNeighbours];

@@ -66,7 +66,7 @@ std::vector<int32_t> plainParentInfo(IplImage* colour, IplImage* labels, int sta
 
     // No clamping: any index past the last pixel (or negative) is the caller's fault.
     const long long s = static_cast<long long>(startRow) * colour->width + startColumn;
-    Node_& start = nodes.at(static_cast<size_t>(s));
+    Node_& start = nodes.at(path_detail::startIndex(s));
     start.cost = 0.0;
     start.parent = start.index;
 

@@ -5,6 +5,9 @@
 
 #include <opencv2/core/core_c.h>
 
+#include <cstddef>
+#include <cstdint>
+
 namespace path_detail {
 
 // The search reads three bytes per pixel at 3c of each row.
@@ -19,5 +22,12 @@ bool searchableColour(const IplImage* colour, const char* function);
 IplImage* usableLabels(IplImage* labels, const IplImage* colour, const char* function);
 
 void logNoMemory(const char* function, const IplImage* colour);
+
+// The start's row * width + column as an index to check with at(). With a
+// 32-bit size_t a plain cast would wrap a start past 2^32 back into the
+// image; such a start becomes SIZE_MAX, which misses it as it should.
+inline size_t startIndex(long long start) {
+  return static_cast<unsigned long long>(start) > SIZE_MAX ? SIZE_MAX : static_cast<size_t>(start);
+}
 
 }  // namespace path_detail

@@ -109,6 +109,19 @@ TEST(GraphLayout, ArcsFollowTheGridGeometry) {
   }
 }
 
+// 250,000,000 nodes: five arrays of 10^9 bytes and one of 2.5 * 10^8 fit a
+// 32-bit size_t one by one, but their sum wraps to 955,032,704, a block
+// the arrays would overrun.
+TEST(GraphLayout, NodeArraysPastA32BitSizeAreRefused) {
+  if (sizeof(size_t) > 4) GTEST_SKIP() << "the sum fits a 64-bit size_t";
+  LogCapture log;
+  KORUSEGraph g(250000000, 16, 1, 1, 0);
+  EXPECT_EQ(g.parentArc, nullptr);
+  EXPECT_EQ(g.arcArray, nullptr);
+  EXPECT_EQ(g.nodeCapacity, 0);
+  EXPECT_TRUE(log.contains({ANDROID_LOG_ERROR, "Error", "KORUSEGraph: graph too large for this address space"}));
+}
+
 TEST(GraphBuild, TerminalWeightsEdgesAndReset) {
   auto g = grid(3, 3, std::vector<float>(9, 0.f), std::vector<float>(9, 0.f),
                 [](int n, int k) { return 10.0f * n + k; });

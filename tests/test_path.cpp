@@ -180,6 +180,12 @@ TEST(PathSearch, StartAndBadInput) {
   EXPECT_THROW(find_parent_info(colour.get(), nullptr, 5, 0, 1.0), std::out_of_range);
   EXPECT_THROW(find_parent_info(colour.get(), nullptr, 0, -1, 1.0, nullptr), std::out_of_range);
   EXPECT_EQ(find_parent_info(colour.get(), nullptr, 0, 7, 1.0)[7], 7);  // an index: not clamped
+  // Indices 2^32 + 3 and -2^32 + 4 (rows of 7): a 32-bit size_t would wrap
+  // them onto pixels 3 and 4.
+  for (int row : {613566757, -613566756}) {
+    EXPECT_THROW(find_parent_info(colour.get(), nullptr, row, 0, 1.0), std::out_of_range) << row;
+    EXPECT_THROW(plainParentInfo(colour.get(), nullptr, row, 0, 1.0), std::out_of_range) << row;
+  }
   EXPECT_EQ(find_weight(colour.get(), 0, 0, 2, 1, 1.0), std::sqrt(5.0));
 
   // alpha = 2, black to white: 2 * 1 - 65025 < 0 under the root gives NaN, so
