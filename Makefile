@@ -57,7 +57,8 @@ clean:
 # make soak                    300 edits on a 2 MP photo: leaks and resident memory
 # make bigphoto                one edit on 12 and 48 MP photos: peak memory
 # make test-arm64              cross-built suite under qemu-aarch64
-# make test-armhf              cross-built suite for 32-bit arm under qemu-arm
+# make test-armhf              cross-built suite for 32-bit arm under qemu-arm (armhf
+#                              libraries unpacked under ~/.cache, not installed)
 # make test-unsigned-char      the suite built with -funsigned-char, as on arm
 BUILD_FUZZ    ?= build-fuzz
 BUILD_TSAN    ?= build-tsan
@@ -69,8 +70,10 @@ FUZZ_SECONDS  ?= 60
 FUZZ_PACKAGES := clang libclang-rt-14-dev
 ARM64_PACKAGES := g++-aarch64-linux-gnu qemu-user libopencv-core-dev:arm64 \
                   libopencv-imgproc-dev:arm64 android-liblog-dev:arm64 libgtest-dev:arm64
-ARMHF_PACKAGES := g++-arm-linux-gnueabihf qemu-user libopencv-core-dev:armhf \
-                  libopencv-imgproc-dev:armhf android-liblog-dev:armhf libgtest-dev:armhf
+ARMHF_PACKAGES := g++-arm-linux-gnueabihf qemu-user
+ARMHF_LIBRARIES := libopencv-core-dev libopencv-imgproc-dev android-liblog-dev libgtest-dev
+# Outside the tree: an installable build may not point into its own folders.
+ARMHF_SYSROOT ?= $(HOME)/.cache/segmentationcore/armhf-sysroot
 NO_EXTRAS     := -DSEG_BUILD_BENCHMARKS=OFF -DSEG_BUILD_TOOLS=OFF
 
 .PHONY: fuzz test-tsan soak bigphoto test-arm64 test-armhf test-unsigned-char
@@ -120,10 +123,10 @@ test-arm64: deps
 	cd $(BUILD_ARM64) && ctest --output-on-failure -j$(JOBS) --timeout 600
 
 test-armhf: deps
-	@dpkg --print-foreign-architectures | grep -qx armhf || $(SUDO) dpkg --add-architecture armhf
 	$(call seg_install,$(ARMHF_PACKAGES))
+	cmake/armhf-sysroot.sh $(ARMHF_SYSROOT) $(ARMHF_LIBRARIES)
 	cmake -S . -B $(BUILD_ARMHF) -DCMAKE_TOOLCHAIN_FILE=$(CURDIR)/cmake/arm-linux-gnueabihf.cmake \
-	  -DCMAKE_BUILD_TYPE=RelWithDebInfo $(NO_EXTRAS)
+	  -DSEG_ARMHF_ROOT=$(ARMHF_SYSROOT)/root -DCMAKE_BUILD_TYPE=RelWithDebInfo $(NO_EXTRAS)
 	cmake --build $(BUILD_ARMHF) -j$(JOBS)
 	cd $(BUILD_ARMHF) && ctest --output-on-failure -j$(JOBS) --timeout 600
 
