@@ -90,7 +90,10 @@ class Routes {
 
   void view(const std::string& id, const httplib::Request& req, httplib::Response& res) {
     const std::string kind = req.has_param("kind") ? req.get_param_value("kind") : "preview";
-    forward(id, {{{"op", "view"}, {"kind", kind}, {"max", config_.viewMaxSide}}, {}}, res);
+    // The page asks for its screen's size; a bad number gets the largest.
+    const int asked = req.has_param("max") ? std::atoi(req.get_param_value("max").c_str()) : 0;
+    const int max = asked >= 64 && asked < config_.viewMaxSide ? asked : config_.viewMaxSide;
+    forward(id, {{{"op", "view"}, {"kind", kind}, {"max", max}}, {}}, res);
   }
 
   void download(const std::string& id, const std::string& name, httplib::Response& res) {

@@ -5,7 +5,7 @@
 //                                          -> 201 {"id", "width", "height"}
 //   POST   /api/sessions/ID/steps          one session-file step -> what is shown
 //   POST   /api/sessions/ID/cancel         stops the running edit
-//   GET    /api/sessions/ID/view?kind=preview|cutout   scaled PNG for the screen
+//   GET    /api/sessions/ID/view?kind=preview|cutout&max=PIXELS   scaled for the screen
 //   GET    /api/sessions/ID/mask.png | cutout.png | session.json   downloads
 //   DELETE /api/sessions/ID
 //

@@ -1,8 +1,6 @@
 #include "WorkerMain.h"
 
 #include <android/log.h>
-#include <signal.h>
-#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -101,10 +99,8 @@ Message answer(SessionHost& host, const Message& request) {
 }  // namespace
 
 int runWorker(int in, int out) {
-  // A worker lives only as long as its server, and keeps none of the
-  // server's descriptors (sockets of other browsers) open.
-  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (::getppid() == 1) return 0;
+  // The server's other descriptors (its sockets) are none of a worker's
+  // business, and must close when the server closes them.
   ::close_range(std::max(in, out) + 1, ~0u, 0);
   // The library logs for a phone's log buffer and the decoders complain on
   // stderr; the server's console wants only warnings and errors.
@@ -120,6 +116,8 @@ int runWorker(int in, int out) {
       else
         inbox.push(std::move(*message));
     }
+    // The server ended the session, or is gone: a running edit is for nobody.
+    host.cancel();
     inbox.close();
   });
   while (std::optional<Message> request = inbox.pop()) {

@@ -39,7 +39,8 @@ class WorkerSession {
   Message file(const std::string& name) const;
 
   // "preview" (the library's, outline in yellow) or "cutout" (transparent
-  // background) as PNG, scaled down to fit `maxSide` pixels.
+  // background), scaled down to fit `maxSide` pixels: PNG, or JPEG for a
+  // preview that had to be scaled.
   Message view(const std::string& kind, int maxSide) const;
 
  private:

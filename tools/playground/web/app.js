@@ -106,6 +106,9 @@ function refresh() {
   $('radius').disabled = !open || !(state.tool === 'stroke' || state.tool === 'cut');
   $('radius-out').textContent = `${photoRadius()} px`;
   $('frame').classList.toggle('checker', state.view === 'cutout');
+  $('frame').classList.toggle('hidden', !open);
+  $('empty').classList.toggle('hidden', open || Boolean(state.busy));
+  $('file').disabled = Boolean(state.busy);
   for (const b of document.querySelectorAll('[data-sample]')) {
     b.setAttribute('aria-pressed', String(state.session?.name === b.dataset.sample));
     b.disabled = Boolean(state.busy);
@@ -121,7 +124,7 @@ function photoRadius() {
 
 async function showView() {
   const s = state.session;
-  const blob = await getBlob(`/api/sessions/${s.id}/view?kind=${state.view}`);
+  const blob = await getBlob(`/api/sessions/${s.id}/view?kind=${state.view}&max=${stage.pixelsNeeded()}`);
   const url = URL.createObjectURL(blob);
   const image = $('view');
   image.src = url;
@@ -370,7 +373,8 @@ function wireDrop() {
   target.addEventListener('drop', (e) => {
     e.preventDefault();
     target.classList.remove('dropping');
-    openFile(e.dataTransfer.files[0]);
+    if (state.busy) showMessage(`Wait until "${state.busy.replace(/….*$/, '')}" is done, then drop the photo again.`, 'info');
+    else openFile(e.dataTransfer.files[0]);
   });
 }
 

@@ -53,6 +53,14 @@ export class Stage {
     return [clamp(x, 0, this.width - 1), clamp(y, 0, this.height - 1)];
   }
 
+  // The longer side, in device pixels, of a picture that fills the frame
+  // sharply; in steps of 256 so that small changes keep the same picture.
+  pixelsNeeded() {
+    const ratio = window.devicePixelRatio || 1;
+    const side = Math.max(this.width, this.height) * this.scale * ratio;
+    return Math.ceil(side / 256) * 256;
+  }
+
   // Photo pixels per CSS pixel, for a brush that feels the same at any zoom.
   photoPerScreen() {
     return this.scale > 0 ? 1 / this.scale : 1;
