@@ -9,7 +9,7 @@
 #include <atomic>
 #include <cstdio>
 #include <filesystem>
-#include <iostream>
+#include <set>
 #include <thread>
 
 #include "Replies.h"
@@ -74,6 +74,18 @@ void addErrorHandlers(httplib::Server& server, const ServerConfig& config) {
   });
 }
 
+// Only pages served from this address may use it: a page elsewhere that
+// renames its own host to 127.0.0.1 still sends its own name as the Host.
+void acceptOnlyOurHost(httplib::Server& server, int port) {
+  const std::set<std::string> ours = {std::string(kHost) + ":" + std::to_string(port),
+                                      "localhost:" + std::to_string(port)};
+  server.set_pre_routing_handler([ours](const httplib::Request& req, httplib::Response& res) {
+    if (ours.count(req.get_header_value("Host"))) return httplib::Server::HandlerResponse::Unhandled;
+    sendError(res, 403, "The playground answers only requests addressed to " + *ours.begin() + ".");
+    return httplib::Server::HandlerResponse::Handled;
+  });
+}
+
 int serve(const Options& o) {
   // Ctrl+C and kill are waited for by one thread, which stops the server;
   // a worker that dies must not take the server down through SIGPIPE.
@@ -98,6 +110,7 @@ int serve(const Options& o) {
                  o.port + 1);
     return 1;
   }
+  acceptOnlyOurHost(server, port);
   std::printf("Playground at http://%s:%d/  (Ctrl+C stops it)\n", kHost, port);
   std::fflush(stdout);
 

@@ -186,6 +186,7 @@ TEST(Playground, BadRequestsGetA4xxWithWordsAndChangeNothing) {
       {"unknown session", step(server, "0123456789abcdef0123456789abcdef", kCoffeeBox), 404},
       {"path out of the web folder", reply(c.Get("/../../CMakeLists.txt")), 400},
       {"encoded path out of it", reply(c.Get("/%2e%2e/%2e%2e/CMakeLists.txt")), 400},
+      {"another host's name", reply(c.Get("/api/samples", {{"Host", "example.test"}})), 403},
   };
   for (const auto& u : uploads) {
     EXPECT_EQ(u.r.status, u.status) << u.what << ": " << u.r.body;
