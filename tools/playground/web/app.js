@@ -6,6 +6,8 @@ import { Stage } from './stage.js';
 
 const $ = (id) => document.getElementById(id);
 const TYPES = ['image/jpeg', 'image/png', 'image/webp'];
+const EXTENSIONS = /\.(jpe?g|png|webp)$/i;  // for systems that give a file no type
+const MAX_RADIUS = 1000;  // the session file's limit
 const NAMES = { box: 'Box', loop: 'Loop', stroke: 'Brush', cut: 'Cut', undo: 'Undo', redo: 'Redo', reset: 'Reset' };
 const HINTS = {
   box: { add: 'Drag a box around the object.' },
@@ -119,7 +121,7 @@ function refresh() {
 // brush feels the same on a small photo and on a 50-megapixel one.
 function photoRadius() {
   const screen = Number($('radius').value);
-  return Math.max(1, Math.round(screen * stage.photoPerScreen()));
+  return Math.min(MAX_RADIUS, Math.max(1, Math.round(screen * stage.photoPerScreen())));
 }
 
 async function showView() {
@@ -201,7 +203,7 @@ function openSample(name) {
 
 function openFile(file) {
   if (!file) return;
-  if (!TYPES.includes(file.type)) {
+  if (!TYPES.includes(file.type) && !(file.type === '' && EXTENSIONS.test(file.name))) {
     showMessage(`"${file.name}" is not a photo the playground can open: choose a JPEG, PNG or WebP file.`);
     return;
   }
