@@ -1,5 +1,5 @@
-# Front door: `make demo`, `make test` and `make test-asan` install what is
-# missing, configure, build and run.
+# Front door: `make demo`, `make test`, `make playground` and `make test-asan`
+# install what is missing, configure, build and run.
 BUILD      ?= build
 BUILD_ASAN ?= build-asan
 JOBS       ?= $(shell nproc)
@@ -7,7 +7,7 @@ JOBS       ?= $(shell nproc)
 # Debian packages the build needs (tests and benchmarks included).
 PACKAGES := cmake g++ make libopencv-core-dev libopencv-imgproc-dev android-liblog-dev \
             libgtest-dev libbenchmark-dev \
-            libopencv-imgcodecs-dev nlohmann-json3-dev libcli11-dev
+            libopencv-imgcodecs-dev nlohmann-json3-dev libcli11-dev libcpp-httplib-dev pkg-config
 
 SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 
@@ -148,3 +148,30 @@ bench: deps
 	$(BUILD)/bench/bench_edit
 	$(BUILD)/bench/bench_maxflow
 	$(BUILD)/bench/bench_path
+
+# ---- playground ----------------------------------------------------------------
+# make playground [PORT=8080]  the page on http://127.0.0.1:PORT/ (Ctrl+C stops it)
+# make test-browser            the page in headless Chromium, with a mouse and with a
+#                              finger; screenshots in $(BUILD)/playground-shots
+PORT         ?= 8080
+BROWSER_TEST := $(BUILD)/browser-test
+PLAYWRIGHT   := playwright-core@1.65.1
+.PHONY: playground test-browser
+
+playground: deps
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo
+	cmake --build $(BUILD) -j$(JOBS) --target playground
+	$(BUILD)/tools/playground/playground --port $(PORT)
+
+# Debian's Chromium, driven by playwright-core from npm (which must not fetch
+# a browser of its own).
+test-browser: deps
+	$(call seg_install,chromium $(if $(shell command -v npm),,nodejs npm))
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo
+	cmake --build $(BUILD) -j$(JOBS) --target playground cutout
+	@[ -d $(BROWSER_TEST)/node_modules/playwright-core ] || \
+	  PLAYWRIGHT_SKIP_BROWSER_DOWNLOAD=1 npm install --prefix $(BROWSER_TEST) --no-save --no-package-lock \
+	    --no-audit --no-fund $(PLAYWRIGHT)
+	PLAYGROUND=$(BUILD)/tools/playground/playground CUTOUT=$(BUILD)/tools/cutout \
+	  SHOTS=$(BUILD)/playground-shots NODE_PATH=$(BROWSER_TEST)/node_modules \
+	  node --test tools/playground/test/

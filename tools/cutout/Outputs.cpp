@@ -22,6 +22,29 @@ namespace {
 
 using Bytes = std::vector<uchar>;
 
+Bytes outlineJson(const Photo& photo, const Shown& shown) {
+  nlohmann::ordered_json contours = nlohmann::ordered_json::array();
+  for (const auto& contour : shown.outline) {
+    nlohmann::ordered_json points = nlohmann::ordered_json::array();
+    for (const cv::Point& p : contour) points.push_back({p.x, p.y});
+    contours.push_back(std::move(points));
+  }
+  const nlohmann::ordered_json doc = {
+      {"width", photo.width()}, {"height", photo.height()}, {"contours", contours}};
+  const std::string text = doc.dump() + "\n";
+  return Bytes(text.begin(), text.end());
+}
+
+void writeFile(const fs::path& path, const Bytes& bytes) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  if (file)
+    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  if (file) file.close();
+  if (!file) throw CutoutError(kExitOutput, "cannot write " + path.string() + ": " + std::strerror(errno));
+}
+
+}  // namespace
+
 cv::Mat objectMask(const Photo& photo, const Shown& shown) {
   cv::Mat mask(photo.height(), photo.width(), CV_8UC1);
   std::transform(shown.mask.begin(), shown.mask.end(), mask.begin<uchar>(),
@@ -46,34 +69,11 @@ cv::Mat previewImage(const Photo& photo, const Shown& shown) {
   return bgr;
 }
 
-Bytes png(const cv::Mat& image) {
+Bytes pngBytes(const cv::Mat& image) {
   Bytes bytes;
   if (!cv::imencode(".png", image, bytes)) throw CutoutError(kExitInternal, "PNG encoding failed");
   return bytes;
 }
-
-Bytes outlineJson(const Photo& photo, const Shown& shown) {
-  nlohmann::ordered_json contours = nlohmann::ordered_json::array();
-  for (const auto& contour : shown.outline) {
-    nlohmann::ordered_json points = nlohmann::ordered_json::array();
-    for (const cv::Point& p : contour) points.push_back({p.x, p.y});
-    contours.push_back(std::move(points));
-  }
-  const nlohmann::ordered_json doc = {
-      {"width", photo.width()}, {"height", photo.height()}, {"contours", contours}};
-  const std::string text = doc.dump() + "\n";
-  return Bytes(text.begin(), text.end());
-}
-
-void writeFile(const fs::path& path, const Bytes& bytes) {
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  if (file)
-    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  if (file) file.close();
-  if (!file) throw CutoutError(kExitOutput, "cannot write " + path.string() + ": " + std::strerror(errno));
-}
-
-}  // namespace
 
 void prepareOutputDir(const std::string& dir) {
   std::error_code error;
@@ -87,9 +87,9 @@ void prepareOutputDir(const std::string& dir) {
 void writeOutputs(const std::string& dir, const Photo& photo, const Shown& shown) {
   const cv::Mat mask = objectMask(photo, shown);
   const std::vector<std::pair<std::string, Bytes>> files = {
-      {"mask.png", png(mask)},
-      {"cutout.png", png(cutoutImage(photo, mask))},
-      {"preview.png", png(previewImage(photo, shown))},
+      {"mask.png", pngBytes(mask)},
+      {"cutout.png", pngBytes(cutoutImage(photo, mask))},
+      {"preview.png", pngBytes(previewImage(photo, shown))},
       {"outline.json", outlineJson(photo, shown)},
   };
   const std::string suffix = "." + std::to_string(::getpid()) + ".tmp";

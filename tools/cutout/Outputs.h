@@ -3,7 +3,9 @@
 // never leaves a truncated file under a final name.
 #pragma once
 
+#include <opencv2/core.hpp>
 #include <string>
+#include <vector>
 
 #include "Photo.h"
 #include "Replay.h"
@@ -19,3 +21,10 @@ void prepareOutputDir(const std::string& dir);
 //   outline.json {"width": W, "height": H, "contours": [[[x, y], ...], ...]}
 // Throws CutoutError(kExitOutput) and removes its temporary files on failure.
 void writeOutputs(const std::string& dir, const Photo& photo, const Shown& shown);
+
+// The images of those files, for hosts that serve them instead:
+cv::Mat objectMask(const Photo& photo, const Shown& shown);    // mask.png
+cv::Mat cutoutImage(const Photo& photo, const cv::Mat& mask);  // cutout.png, from objectMask
+cv::Mat previewImage(const Photo& photo, const Shown& shown);  // preview.png
+// PNG bytes as the files hold them. Throws CutoutError(kExitInternal).
+std::vector<uchar> pngBytes(const cv::Mat& image);

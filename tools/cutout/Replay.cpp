@@ -71,6 +71,7 @@ Replay::~Replay() { deinitSegmentation(); }
 
 std::string Replay::apply(const Step& step) {
   const std::string what = describeStep(step);
+  gaveResult_ = false;
   switch (step.kind) {
     case StepKind::Undo:
     case StepKind::Redo:
@@ -120,6 +121,7 @@ std::string Replay::history(const Step& step) {
 bool Replay::collect(std::vector<unsigned char>& mask, std::vector<unsigned int>& preview) {
   std::vector<std::vector<cv::Point>> outline = takeOutline();
   if (mask.empty() || mask[0] == kUntouched) return false;
+  gaveResult_ = true;
   shown_.any = true;
   shown_.mask.swap(mask);
   shown_.preview.swap(preview);

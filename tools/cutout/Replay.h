@@ -30,6 +30,10 @@ class Replay {
   std::string apply(const Step& step);
 
   const Shown& shown() const { return shown_; }
+  // Whether the last step delivered a result; false when an edit gave none
+  // (cancelled, over the time limit) and when the history went back to the
+  // plain photo.
+  bool gaveResult() const { return gaveResult_; }
 
  private:
   std::string edit(const Step& step);
@@ -42,4 +46,5 @@ class Replay {
 
   const Photo& photo_;
   Shown shown_;
+  bool gaveResult_ = false;
 };

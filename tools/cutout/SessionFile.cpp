@@ -35,12 +35,14 @@ const std::vector<KindInfo>& kinds() {
   return table;
 }
 
-// Error messages name the file and the step, 1-based as a person counts.
+// Error messages name the file and the step, 1-based as a person counts
+// (0: a step on its own, not numbered).
 struct Where {
   const std::string& path;
   size_t step;
+  std::string prefix() const { return path + (step ? ": step " + std::to_string(step) : "") + ": "; }
   [[noreturn]] void fail(const std::string& what, ExitCode code = kExitSession) const {
-    throw CutoutError(code, path + ": step " + std::to_string(step) + ": " + what);
+    throw CutoutError(code, prefix() + what);
   }
 };
 
@@ -101,7 +103,7 @@ Step readStep(const json& item, const Where& at) {
     if (!box.is_array() || box.size() != 4) at.fail("needs \"box\": [x1, y1, x2, y2]");
     step.points = {{toInt(box[0], at, "box corners"), toInt(box[1], at, "box corners")},
                    {toInt(box[2], at, "box corners"), toInt(box[3], at, "box corners")}};
-    checkBox(step, at.path + ": step " + std::to_string(at.step) + ": ");
+    checkBox(step, at.prefix());
   } else if (step.kind == StepKind::Loop || step.kind == StepKind::Stroke || step.kind == StepKind::Cut) {
     step.add = readMode(item, at);
     step.points = readPoints(item, at);
@@ -116,19 +118,39 @@ Step readStep(const json& item, const Where& at) {
   return step;
 }
 
-json parseFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file)
-    throw CutoutError(kExitSession, "cannot read session file " + path + ": " + std::strerror(errno));
+json parseText(const std::string& text, const std::string& source) {
   try {
-    return json::parse(file);
+    return json::parse(text);
   } catch (const json::parse_error& e) {
     // what() is "[json.exception.parse_error.101] parse error at line L, column C: ..."
     std::string message = e.what();
     const size_t start = message.find("] ");
     if (start != std::string::npos) message = message.substr(start + 2);
-    throw CutoutError(kExitSession, path + ": " + message);
+    throw CutoutError(kExitSession, source + ": " + message);
   }
+}
+
+std::string readFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file)
+    throw CutoutError(kExitSession, "cannot read session file " + path + ": " + std::strerror(errno));
+  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+// Keys in the order a person writes them: the kind first.
+nlohmann::ordered_json writeStep(const Step& step) {
+  nlohmann::ordered_json item = {{"kind", stepKindName(step.kind)}};
+  if (step.kind == StepKind::Box) {
+    const cv::Point a = step.points[0], b = step.points[1];
+    item["box"] = {a.x, a.y, b.x, b.y};
+  } else if (step.kind == StepKind::Loop || step.kind == StepKind::Stroke || step.kind == StepKind::Cut) {
+    item["mode"] = step.add ? "add" : "remove";
+    if (step.radius >= 0) item["radius"] = step.radius;
+    nlohmann::ordered_json points = nlohmann::ordered_json::array();
+    for (const cv::Point& p : step.points) points.push_back({p.x, p.y});
+    item["points"] = std::move(points);
+  }
+  return item;
 }
 
 }  // namespace
@@ -139,17 +161,29 @@ const char* stepKindName(StepKind kind) {
   return "?";
 }
 
-std::vector<Step> readSessionFile(const std::string& path) {
-  const json doc = parseFile(path);
+std::vector<Step> readSessionFile(const std::string& path) { return parseSession(readFile(path), path); }
+
+std::vector<Step> parseSession(const std::string& text, const std::string& source) {
+  const json doc = parseText(text, source);
   const json* list = &doc;
   if (doc.is_object() && doc.contains("steps") && doc.size() == 1) list = &doc["steps"];
   if (!list->is_array())
-    throw CutoutError(kExitSession, path + ": expected {\"steps\": [...]} or a list of steps");
-  if (list->empty()) throw CutoutError(kExitSession, path + ": the session has no steps");
+    throw CutoutError(kExitSession, source + ": expected {\"steps\": [...]} or a list of steps");
+  if (list->empty()) throw CutoutError(kExitSession, source + ": the session has no steps");
 
   std::vector<Step> steps;
-  for (size_t i = 0; i < list->size(); ++i) steps.push_back(readStep((*list)[i], Where{path, i + 1}));
+  for (size_t i = 0; i < list->size(); ++i) steps.push_back(readStep((*list)[i], Where{source, i + 1}));
   return steps;
+}
+
+Step parseStep(const std::string& text, const std::string& source) {
+  return readStep(parseText(text, source), Where{source, 0});
+}
+
+std::string sessionText(const std::vector<Step>& steps) {
+  std::string text = "{\"steps\": [";
+  for (size_t i = 0; i < steps.size(); ++i) text += (i ? ",\n  " : "\n  ") + writeStep(steps[i]).dump();
+  return text + "\n]}\n";
 }
 
 Step boxStep(const std::array<int, 4>& box) {

@@ -25,6 +25,15 @@ const char* stepKindName(StepKind kind);
 // not be empty; points are not yet checked against the photo.
 std::vector<Step> readSessionFile(const std::string& path);
 
+// The same from text already in memory; `source` starts every message.
+std::vector<Step> parseSession(const std::string& text, const std::string& source);
+
+// One step object as it stands in a session file, checked alike.
+Step parseStep(const std::string& text, const std::string& source);
+
+// A session file that readSessionFile reads back as `steps`: one step a line.
+std::string sessionText(const std::vector<Step>& steps);
+
 // The one step of --box. Throws CutoutError(kExitBox) when it is empty.
 Step boxStep(const std::array<int, 4>& box);
 
