@@ -10,6 +10,7 @@
 #include "support/KORULog.h"
 #include "support/StageTrace.h"
 #include "support/LargePages.h"
+#include "support/ImageRows.h"
 
 int setSourceImage(int width, int height, unsigned int* pixels) {
   return exportGuard("setSourceImage", 0, [&] {
@@ -34,7 +35,7 @@ int setSourceImage(int width, int height, unsigned int* pixels) {
     IplImage* image = cvCreateImage(cvSize(width, height), IPL_DEPTH_8U, 3);
     preferLargePages(image->imageData, image->imageSize);
     for (int y = 0; y < height; ++y) {
-      uint8_t* bgr = reinterpret_cast<uint8_t*>(image->imageData + y * image->widthStep);
+      uint8_t* bgr = imageRow(image, y);
       const unsigned int* row = pixels + static_cast<size_t>(y) * width;
       for (int x = 0; x < width; ++x, bgr += 3) {
         bgr[0] = row[x] & 0xFF;

@@ -144,9 +144,8 @@ void cutOutImage(int, int, int, unsigned int* blended, unsigned char* mask) {
     // from an empty mask.
     if (!KORUSEManageUndoRedo::prevMaskInto(resultMask)) cvSetZero(resultMask);
     for (int y = 0; y < h; ++y) {
-      uint8_t* out = reinterpret_cast<uint8_t*>(resultMask->imageData + y * resultMask->widthStep);
-      const uint8_t* marks =
-          reinterpret_cast<const uint8_t*>(markerImage->imageData + y * markerImage->widthStep);
+      uint8_t* out = imageRow(resultMask, y);
+      const uint8_t* marks = imageRow(markerImage, y);
       for (int x = 0; x < w; ++x) {
         if (marks[x] == MARK_OBJECT) out[x] = 255;
         else if (marks[x] == MARK_BACKGROUND) out[x] = 0;

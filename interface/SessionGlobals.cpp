@@ -8,6 +8,7 @@
 #include "interface/KORUSEMarker.h"
 #include "support/KORULog.h"
 #include "support/LargePages.h"
+#include "support/ImageRows.h"
 
 KORUSEHybrid* pHybrid = nullptr;
 int32_t g_exitStatus = 0;
@@ -102,7 +103,7 @@ void writeSourcePixels(unsigned int* out) {
   const IplImage* src = KORUSEMarker::m_originalImage;
   if (!src || !out) return;
   for (int y = 0; y < src->height; ++y) {
-    const uint8_t* bgr = reinterpret_cast<const uint8_t*>(src->imageData + y * src->widthStep);
+    const uint8_t* bgr = imageRow(src, y);
     unsigned int* row = out + static_cast<size_t>(y) * src->width;
     for (int x = 0; x < src->width; ++x, bgr += 3)
       row[x] = 0xFF000000u | (uint32_t(bgr[2]) << 16) | (uint32_t(bgr[1]) << 8) | bgr[0];
