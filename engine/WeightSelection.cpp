@@ -50,7 +50,6 @@ constexpr int kLastComponentValue = 255;
 // above) larger than 70 % of the largest, 0 elsewhere; returns their pixel
 // count.
 int keepLargeComponents(const IplImage* labels, IplImage* bin) {
-  cvSetZero(bin);
   for (int y = 0; y < labels->height; ++y) {
     const uint8_t* in = imageRow(labels, y);
     uint8_t* out = imageRow(bin, y);

@@ -79,7 +79,7 @@ bool endOfSegmentCall() {
 }
 
 void endOfOutputCall() {
-  if (g_exitStatus && KORUSEMarker::m_exitApp) tearDownSession();
+  endOfSegmentCall();
   g_exitStatus = 0;
 }
 
