@@ -10,8 +10,9 @@
 // reported. One size's freed memory cannot then count in another's peak.
 // The "whole edit" row says whether the band was cut (refined = 1) or the
 // mask merely enlarged. The last row is the time an edit takes to return
-// after a cancel from another thread: the worst of ten cancels spread over
-// the edit (wall time).
+// after a cancel (wall time): the worst of a cancel at the start of each
+// stage and ten from another thread spread over the edit, with where it
+// came.
 #include <android/log.h>
 #include <benchmark/benchmark.h>
 #include <sys/wait.h>
@@ -113,31 +114,88 @@ Table tracedEdit(cv::Size size, std::vector<unsigned int>& pixels, const std::ar
   return t;
 }
 
-// How long processSegment takes to return after cancelSegmentation comes
-// from another thread, the worst of cancels spread over the edit's length
-// (wall time, ms). The session is set up first: a cancel that comes before
-// the engine exists is cleared by its creation, as the engine is made to.
-double worstCancelLatency(cv::Size size, std::vector<unsigned int>& pixels, const std::array<int, 4>& box) {
-  using Clock = std::chrono::steady_clock;
-  const int w = size.width, h = size.height;
-  std::vector<int> marks(pixels.size(), 0);
-  for (int y = box[1]; y <= box[3]; ++y)
-    std::fill_n(marks.begin() + size_t(y) * w + box[0], box[2] - box[0] + 1, 4);
-  std::vector<int> loop = {box[0], box[1], box[2], box[1], box[2], box[3], box[0], box[3]};
-  std::vector<unsigned int> preview(pixels);
-  std::vector<unsigned char> mask(pixels.size());
-  setSourceImage(w, h, pixels.data());
-  initSegmentationEngine(0);
-  const auto edit = [&] {
+// The cancel latency's set-up: the session, and one edit through
+// processSegment as a phone app makes it.
+struct CancelSession {
+  CancelSession(cv::Size size, std::vector<unsigned int>& pixels, const std::array<int, 4>& box)
+      : size(size), marks(pixels.size(), 0), preview(pixels), mask(pixels.size()) {
+    for (int y = box[1]; y <= box[3]; ++y)
+      std::fill_n(marks.begin() + size_t(y) * size.width + box[0], box[2] - box[0] + 1, 4);
+    loop = {box[0], box[1], box[2], box[1], box[2], box[3], box[0], box[3]};
+    setSourceImage(size.width, size.height, pixels.data());
+    initSegmentationEngine(0);
+  }
+  ~CancelSession() { deinitSegmentation(); }
+  void edit() {
     resetSegmentationInterface();
     setCurrentMarkerVector(8, loop.data());
-    setMarkerImage(w, h, marks.data(), 0);
+    setMarkerImage(size.width, size.height, marks.data(), 0);
     processSegment(0, 0, 0, preview.data(), mask.data());
-  };
+  }
+  cv::Size size;
+  std::vector<int> marks, loop;
+  std::vector<unsigned int> preview;
+  std::vector<unsigned char> mask;
+};
+
+using Clock = std::chrono::steady_clock;
+
+// A cancel that arrives exactly as a stage begins: the tracer raises the flag
+// when the stage is marked, as cancelSegmentation from another thread would
+// at that moment.
+struct StageCancel {
+  std::string stage;
+  int index = 0;
+  bool fired = false;
+  Clock::time_point at;
+};
+StageCancel g_stageCancel;
+std::vector<std::pair<std::string, int>> g_marksSeen;
+
+void cancelAtStage(const char* stage, int index) {
+  if (!g_stageCancel.fired && index == g_stageCancel.index && g_stageCancel.stage == stage) {
+    g_stageCancel.fired = true;
+    g_stageCancel.at = Clock::now();
+    cancelSegmentation();
+  }
+}
+
+void recordMark(const char* stage, int index) { g_marksSeen.emplace_back(stage, index); }
+
+struct CancelWait {
+  double ms = 0;
+  std::string where;
+};
+
+// How long processSegment takes to return after a cancel (wall time, ms), the
+// worst of two kinds: a cancel at the start of every stage the edit marks
+// (the stages that do not poll the flag are found so, however short), and
+// ten from another thread spread over the edit's length. The session is set
+// up first: a cancel that comes before the engine exists is cleared by its
+// creation, as the engine is made to.
+CancelWait worstCancelLatency(cv::Size size, std::vector<unsigned int>& pixels, const std::array<int, 4>& box) {
+  CancelSession session(size, pixels, box);
+  g_marksSeen.clear();
+  setStageTracer(recordMark);
   const auto start = Clock::now();
-  edit();
+  session.edit();
   const auto length = Clock::now() - start;
-  double worst = 0;
+  setStageTracer(nullptr);
+  CancelWait worst;
+  const auto keep = [&](double ms, const std::string& where) {
+    if (ms > worst.ms) worst = {ms, where};
+  };
+  const std::vector<std::pair<std::string, int>> marks = g_marksSeen;
+  for (const auto& mark : marks) {
+    if (mark.first == "done") continue;
+    g_stageCancel = {mark.first, mark.second};
+    setStageTracer(cancelAtStage);
+    session.edit();
+    const auto returned = Clock::now();
+    setStageTracer(nullptr);
+    if (g_stageCancel.fired)
+      keep(std::chrono::duration<double, std::milli>(returned - g_stageCancel.at).count(), rowOf(mark.first.c_str(), mark.second));
+  }
   const int kCancels = 10;
   for (int k = 1; k <= kCancels; ++k) {
     Clock::time_point cancelled;
@@ -146,13 +204,12 @@ double worstCancelLatency(cv::Size size, std::vector<unsigned int>& pixels, cons
       cancelled = Clock::now();
       cancelSegmentation();
     });
-    edit();
+    session.edit();
     const auto returned = Clock::now();
     canceller.join();
     if (returned > cancelled)
-      worst = std::max(worst, std::chrono::duration<double, std::milli>(returned - cancelled).count());
+      keep(std::chrono::duration<double, std::milli>(returned - cancelled).count(), "spread over the edit");
   }
-  deinitSegmentation();
   return worst;
 }
 
@@ -185,7 +242,8 @@ std::string measure(double megapixels) {
     std::sort(cpu.begin(), cpu.end());
     out << runs[0][i].stage << '\t' << cpu[cpu.size() / 2] << '\t' << peak << '\n';
   }
-  out << "cancel: worst wait (wall)\t" << worstCancelLatency(size, pixels, box) << "\t0\n";
+  const CancelWait cancel = worstCancelLatency(size, pixels, box);
+  out << "cancel: worst wait (wall), at " << cancel.where << '\t' << cancel.ms << "\t0\n";
   return out.str();
 }
 
