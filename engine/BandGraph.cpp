@@ -62,23 +62,23 @@ void addEdges(KORUSEHybrid& e, const BandPicture& band, const float* table) {
       for (int x = band.segments[s].begin; x < band.segments[s].end; ++x, ++node) {
         const unsigned present = g.neighbourMask(node);
         const uint8_t* p = colourAt(band, x, y);
+        float caps[4];
         for (int slot = 0; slot < 4; ++slot) {
           if (!((present >> slot) & 1)) {
-            g.addEdge(node, -1, 0.0f, 0.0f, true);
+            caps[slot] = ABSENT_CAPACITY;
             continue;
           }
           const uint8_t* q = colourAt(band, x + kSlotDx[slot], y + kSlotDy[slot]);
           const float t0 = table[std::abs(p[0] - q[0])], t1 = table[std::abs(p[1] - q[1])],
                       t2 = table[std::abs(p[2] - q[2])];
-          float cap;
           if (slot == 0)
-            cap = static_cast<float>(e.m_lambda);  // no contrast term across columns: kept so
+            caps[slot] = static_cast<float>(e.m_lambda);  // no contrast term across columns: kept so
           else if (slot == 2)
-            cap = static_cast<float>(e.m_lambda * t0 * t1 * t2);
+            caps[slot] = static_cast<float>(e.m_lambda * t0 * t1 * t2);
           else
-            cap = diagonal * t0 * t1 * t2;
-          g.addEdge(node, -1, cap, cap, false);
+            caps[slot] = diagonal * t0 * t1 * t2;
         }
+        g.addNodeEdges(caps);
       }
 }
 

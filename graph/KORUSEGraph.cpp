@@ -184,14 +184,17 @@ void KORUSEGraph::addEdge(int /*i*/, int /*j*/, float cap, float revCap, bool ab
 }
 
 void KORUSEGraph::addNodeEdges(const float caps[4]) {
-  if (!arcArray || arcCapacity - arcFloatCount < 8 || (arcFloatCount & 7) || band) {
-    // Not at a node's first edge, or a band (which checks each slot): one by one.
+  if (!arcArray || arcCapacity - arcFloatCount < 8 || (arcFloatCount & 7)) {
+    // Not at a node's first edge: one by one.
     for (int slot = 0; slot < 4; ++slot) addEdge(0, 0, caps[slot], caps[slot], caps[slot] == ABSENT_CAPACITY);
     return;
   }
+  // A band has edges only towards its own pixels, as addEdge enforces.
+  const int node = arcFloatCount / 8;
+  const unsigned present = !band ? 0xFu : node < band->nodes ? band->node[node].present : 0u;
   float* out = arcArray + arcFloatCount;
   for (int slot = 0; slot < 4; ++slot) {
-    float cap = caps[slot];
+    float cap = (present >> slot) & 1 ? caps[slot] : ABSENT_CAPACITY;
     if (cap != ABSENT_CAPACITY && !usableCapacity(cap)) {
       logBadCall("addEdge", "negative or NaN edge capacity stored as 0");
       cap = 0.0f;
