@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <cmath>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <random>
@@ -451,6 +451,15 @@ TEST(BandGraph, SameCutAsItsBox) {
           for (int k = 0; k < 4; ++k) band.addEdge(0, 0, caps[4 * n + k], caps[4 * n + k], false);
       for (int n = 0; n < w * h; ++n)
         if (mask[n]) band.addtWeights(band.nodeAt(n % w, n / w), cs[n], ct[n]);
+      // A node's four edges at once store what the four calls store: the
+      // slots towards pixels off the band absent whatever is given for them.
+      KORUSEGraph quad(w * h, 4 * w * h, w, h, 0);
+      quad.setBand(mask.data(), w);
+      quad.addNode(nodes);
+      for (int n = 0; n < w * h; ++n)
+        if (mask[n]) quad.addNodeEdges(&caps[4 * n]);
+      ASSERT_EQ(quad.arcFloatCount, band.arcFloatCount);
+      ASSERT_EQ(0, std::memcmp(quad.arcArray, band.arcArray, sizeof(float) * band.arcFloatCount));
 
       // Its arcs lead where the grid says; pixels off the band have no node.
       for (int n = 0; n < w * h; ++n) {
