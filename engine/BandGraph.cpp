@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "colormodel/ComponentDensity.h"
 #include "engine/KORUSEHybrid.h"
 #include "engine/RegionGraph.h"
 #include "engine/SmoothnessTable.h"
@@ -14,9 +15,12 @@ namespace {
 const double kDiagonalFactorWide = 0.7071067932881648;
 
 // (source, sink) of a band pixel: -log of the other side's density, the
-// logarithm in double and negated after conversion to float.
-DataTerm bandDataTerm(const KORUSEColorModel& fg, const KORUSEColorModel& bg, const pixelVal& sample) {
-  return {-static_cast<float>(std::log(bg.GMMProb(sample))), -static_cast<float>(std::log(fg.GMMProb(sample)))};
+// logarithm in double and negated after conversion to float. The models
+// packed give GMMProb's densities bit for bit, two components at a time.
+DataTerm bandDataTerm(const PackedComponents& fg, const PackedComponents& bg, const pixelVal& sample) {
+  int nearest;
+  const double object = densityAndNearest(fg, sample, &nearest), background = densityAndNearest(bg, sample, &nearest);
+  return {-static_cast<float>(std::log(background)), -static_cast<float>(std::log(object))};
 }
 
 const uint8_t* colourAt(const BandPicture& band, int x, int y) {
@@ -34,6 +38,7 @@ pixelVal sampleAt(const BandPicture& band, int x, int y) {
 
 void addTerminals(KORUSEHybrid& e, const BandPicture& band) {
   KORUSEGraph& g = *e.m_trimapGraph;
+  const PackedComponents fg(e.m_fgModel), bg(e.m_bgModel);
   int node = 0;
   for (int y = 0; y < band.height; ++y)
     for (int s = band.rowFirstSegment[y]; s < band.rowFirstSegment[y + 1]; ++s) {
@@ -45,7 +50,7 @@ void addTerminals(KORUSEHybrid& e, const BandPicture& band) {
         else if (seg.value == kTrimapInnerRing)
           term = {kHardCapacity, 0.0};
         else if (seg.value == kTrimapBand)
-          term = bandDataTerm(e.m_fgModel, e.m_bgModel, sampleAt(band, x, y));
+          term = bandDataTerm(fg, bg, sampleAt(band, x, y));
         addDataTerm(g, node, term);
       }
     }
