@@ -1,10 +1,11 @@
 #include "engine/BandGraph.h"
 
-#include <cmath>
+#include <cstdlib>
 
 #include "colormodel/ComponentDensity.h"
 #include "engine/KORUSEHybrid.h"
 #include "engine/RegionGraph.h"
+#include "engine/RegionSamples.h"
 #include "engine/SmoothnessTable.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/KORUSEMarker.h"
@@ -14,13 +15,13 @@
 namespace {
 const double kDiagonalFactorWide = 0.7071067932881648;
 
-// (source, sink) of a band pixel: -log of the other side's density, the
-// logarithm in double and negated after conversion to float. The models
-// packed give GMMProb's densities bit for bit, two components at a time.
+// (source, sink) of a band pixel: -log of the other side's density, in both
+// modes without the grey tie rule. The models packed give GMMProb's densities
+// bit for bit, two components at a time.
 DataTerm bandDataTerm(const PackedComponents& fg, const PackedComponents& bg, const pixelVal& sample) {
   int nearest;
-  const double object = densityAndNearest(fg, sample, &nearest), background = densityAndNearest(bg, sample, &nearest);
-  return {-static_cast<float>(std::log(background)), -static_cast<float>(std::log(object))};
+  const double object = densityAndNearest(fg, sample, &nearest);
+  return dataTermOfDensities(object, densityAndNearest(bg, sample, &nearest), false);
 }
 
 const uint8_t* colourAt(const BandPicture& band, int x, int y) {
