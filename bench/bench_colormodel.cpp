@@ -9,7 +9,7 @@
 #include "colormodel/KMeansInit.h"
 #include "colormodel/KORUSEColorModel.h"
 #include "colormodel/PackedSample.h"
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
 
 namespace {
 

@@ -8,7 +8,8 @@
 #include "colormodel/TrainingData.h"
 #include "engine/KORUSEHybrid.h"
 #include "engine/RegionSamples.h"
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
+#include "support/Marks.h"
 #include "interface/SessionGlobals.h"
 
 static void openScene(int w, int h) {

@@ -23,7 +23,7 @@
 
 #include "CapturedGraphs.h"
 #include "TwoRegionGrid.h"
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
 #include "support/KORUTimer.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "colormodel/ComponentDensity.h"
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
 #include "support/KORULog.h"
 
 namespace {

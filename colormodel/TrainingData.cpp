@@ -6,7 +6,8 @@
 #include <new>
 
 #include "colormodel/KMeansInit.h"
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
+#include "support/Marks.h"
 #include "support/ImageRows.h"
 #include "support/KORULog.h"
 

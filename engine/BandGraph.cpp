@@ -8,7 +8,7 @@
 #include "engine/RegionSamples.h"
 #include "engine/SmoothnessTable.h"
 #include "graph/KORUSEGraph.h"
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
 #include "support/ImageRows.h"
 #include "support/KORUMemory.h"
 

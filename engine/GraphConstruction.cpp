@@ -9,7 +9,8 @@
 #include "engine/RegionSamples.h"
 #include "engine/RegionGraph.h"
 #include "graph/KORUSEGraph.h"
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
+#include "support/Marks.h"
 #include "support/ImageRows.h"
 
 namespace {

@@ -7,8 +7,8 @@
 #include <cmath>
 
 #include "graph/KORUSEGraph.h"
-#include "interface/KORUSEMarker.h"
-#include "interface/SessionGlobals.h"
+#include "interface/session/KORUSEMarker.h"
+#include "support/OwnedImage.h"
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
 #include "support/KORUTimer.h"

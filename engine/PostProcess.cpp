@@ -7,8 +7,8 @@
 
 #include "engine/KORUSEHybrid.h"
 #include "engine/MaskCleaning.h"
-#include "interface/KORUSEMarker.h"
-#include "interface/SessionGlobals.h"
+#include "interface/session/KORUSEMarker.h"
+#include "support/Marks.h"
 #include "support/ImageRows.h"
 #include "support/KORULog.h"
 

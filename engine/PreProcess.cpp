@@ -8,7 +8,9 @@
 #include <vector>
 
 #include "engine/KORUSEHybrid.h"
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
+#include "support/Marks.h"
+#include "support/OwnedImage.h"
 #include "support/Gradient.h"
 #include "support/KORULog.h"
 #include "support/ImageRows.h"

@@ -9,7 +9,8 @@
 #include "colormodel/PackedSample.h"
 #include "colormodel/TrainingData.h"
 #include "engine/KORUSEHybrid.h"
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
+#include "support/Marks.h"
 #include "support/ImageRows.h"
 #include "support/KORUMemory.h"
 

@@ -18,7 +18,7 @@
 #include "engine/ModelSteps.h"
 #include "engine/RegionSamples.h"
 #include "graph/KORUSEGraph.h"
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
 #include "support/KORUTimer.h"
 #include "support/StageTrace.h"
 

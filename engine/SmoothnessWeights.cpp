@@ -5,7 +5,7 @@
 
 #include "engine/KORUSEHybrid.h"
 #include "engine/SmoothnessTable.h"
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
 #include "support/KORUMemory.h"
 #include "support/ImageRows.h"
 

@@ -27,7 +27,7 @@
 #include <vector>
 
 #include "SegmentationCore.h"
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
 
 namespace {

@@ -1,7 +1,7 @@
 // The search loop and the growth of the two trees.
 #include "graph/ParallelGC.h"
 #include "graph/SearchTree.h"
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
 #include "support/KORULog.h"
 #include "support/KORUTimer.h"
 

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <new>
 
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
 #include "support/ImageRows.h"
 #include "support/KORULog.h"
 #include "support/LargePages.h"

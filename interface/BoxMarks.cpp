@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "interface/KORUSEMarker.h"
+#include "support/Marks.h"
 #include "support/ImageRows.h"
 #include "support/LargePages.h"
 

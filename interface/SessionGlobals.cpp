@@ -1,3 +1,5 @@
+#include "interface/session/KORUSEMarker.h"
+#include "support/OwnedImage.h"
 #include "interface/SessionGlobals.h"
 
 #include <climits>
@@ -5,7 +7,6 @@
 #include "SegmentationCore.h"
 #include "engine/KORUSEHybrid.h"
 #include "history/KORUSEManageUndoRedo.h"
-#include "interface/KORUSEMarker.h"
 #include "support/KORULog.h"
 #include "support/LargePages.h"
 #include "support/ImageRows.h"
@@ -14,7 +15,6 @@ KORUSEHybrid* pHybrid = nullptr;
 int32_t g_exitStatus = 0;
 CvMemStorage* storage = nullptr;
 CvSeq* contours = nullptr;
-float g_imageResizeFactor = 1.0f;
 uint8_t pathAvailable = 0;
 IplImage* markerImage = nullptr;
 IplImage* resultMask = nullptr;

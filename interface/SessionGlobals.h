@@ -12,7 +12,6 @@ extern KORUSEHybrid* pHybrid;       // the one engine; null when none exists
 extern int32_t g_exitStatus;        // copy of m_exitApp taken by exitSegmentation
 extern CvMemStorage* storage;       // holds the outline contours of the last result
 extern CvSeq* contours;             // first outline contour, chained by h_next
-extern float g_imageResizeFactor;   // source size / working size; 1.0 for each new engine
 extern uint8_t pathAvailable;       // 1 while `contours` has not been fetched
 extern IplImage* markerImage;       // marks of the pending edit (8-bit)
 extern IplImage* resultMask;        // mask being delivered (255 = object)

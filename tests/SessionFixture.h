@@ -9,7 +9,7 @@
 
 #include "SegmentationCore.h"
 #include "engine/KORUSEHybrid.h"
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
 
 using Pixels = std::vector<unsigned int>;

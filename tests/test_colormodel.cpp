@@ -26,7 +26,8 @@
 #include "colormodel/ModelUpdate.h"
 #include "colormodel/TrainingData.h"
 #include "colormodel/VarPartition.h"
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
+#include "support/Marks.h"
 
 namespace {
 

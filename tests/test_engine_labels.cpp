@@ -8,7 +8,8 @@
 #include "engine/KORUSEHybrid.h"
 #include "graph/KORUSEGraph.h"
 #include "history/KORUSEManageUndoRedo.h"
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
+#include "support/Marks.h"
 #include "interface/SessionGlobals.h"
 
 static uint8_t at(const IplImage* image, int x, int y) {

@@ -10,8 +10,9 @@
 
 #include "engine/KORUSEHybrid.h"
 #include "engine/MaskCleaning.h"
-#include "interface/KORUSEMarker.h"
-#include "interface/SessionGlobals.h"
+#include "interface/session/KORUSEMarker.h"
+#include "support/Marks.h"
+#include "support/OwnedImage.h"
 
 using Art = std::vector<std::string>;
 

@@ -6,8 +6,9 @@
 #include <vector>
 
 #include "engine/KORUSEHybrid.h"
-#include "interface/KORUSEMarker.h"
-#include "interface/SessionGlobals.h"
+#include "interface/session/KORUSEMarker.h"
+#include "support/Marks.h"
+#include "support/OwnedImage.h"
 
 using Pixel = std::function<CvScalar(int x, int y)>;
 

@@ -9,7 +9,8 @@
 #include "engine/KORUSEHybrid.h"
 #include "engine/RegionSamples.h"
 #include "graph/KORUSEGraph.h"
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
+#include "support/Marks.h"
 #include "interface/SessionGlobals.h"
 
 using EngineWeights = SessionTest;

@@ -10,7 +10,7 @@
 
 #include "LogCapture.h"
 #include "graph/KORUSEGraph.h"
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
 #include "support/KORUTimer.h"
 
 namespace {

@@ -13,7 +13,7 @@
 #include "colormodel/KORUSEColorModel.h"
 #include "graph/KORUSEGraph.h"
 #include "graph/ParallelGC.h"
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
 #include "support/KORUTimer.h"
 
 namespace {

@@ -7,7 +7,8 @@
 #include "SyntheticScene.h"
 #include "engine/KORUSEHybrid.h"
 #include "graph/KORUSEGraph.h"
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
+#include "support/Marks.h"
 #include "interface/SessionGlobals.h"
 
 using Refine = SessionTest;

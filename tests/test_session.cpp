@@ -13,7 +13,9 @@
 #include "SessionFixture.h"
 #include "SyntheticScene.h"
 #include "interface/BoxMarks.h"
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
+#include "support/Marks.h"
+#include "support/OwnedImage.h"
 #include "interface/SessionGlobals.h"
 
 using Point = std::pair<int, int>;

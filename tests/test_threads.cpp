@@ -13,7 +13,7 @@
 #include "SessionFixture.h"
 #include "SyntheticScene.h"
 #include "graph/KORUSEGraph.h"
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
 
 class CancelRace : public SessionTest {
  protected:

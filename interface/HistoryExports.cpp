@@ -3,7 +3,7 @@
 #include "SegmentationCore.h"
 #include "history/KORUSEManageUndoRedo.h"
 #include "interface/ExportGuard.h"
-#include "interface/KORUSEMarker.h"
+#include "support/OwnedImage.h"
 #include "interface/SessionGlobals.h"
 #include "support/KORULog.h"
 

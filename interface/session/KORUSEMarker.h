@@ -1,33 +1,15 @@
 // Session state: everything that lives between two calls of the exported
-// functions. Static members only; the class is never instantiated, and the
-// engine reads and writes the same members directly.
+// functions and that the engine, the history, the colour model and the
+// search read as well. Static members only; the class is never
+// instantiated, and the engine reads and writes the same members directly.
+// What only the exported functions share is in interface/SessionGlobals.h.
 #pragma once
 
 #include <opencv2/core/core_c.h>
 
 #include <atomic>
 #include <cstdint>
-#include <memory>
 #include <vector>
-
-// Stroke types: bit 1 set = brush stroke (else a closed loop),
-// bit 0 set = the mark is background (else it adds to the object).
-enum StrokeType { LOOP_ADD = 0, LOOP_REMOVE = 1, STROKE_ADD = 2, STROKE_REMOVE = 3 };
-inline bool isBrush(int type) { return (type & ~1) == 2; }       // STROKE_ADD, STROKE_REMOVE
-inline bool addsToObject(int type) { return (type & ~2) == 0; }  // LOOP_ADD, STROKE_ADD
-
-// Marker and label values. Object = 2 or 4, background = 1 or 3.
-enum MarkValue {
-  MARK_NONE = 0,
-  MARK_BACKGROUND = 1,
-  MARK_OBJECT = 2,
-  MARK_PROBABLE_BACKGROUND = 3,
-  MARK_PROBABLE_OBJECT = 4
-};
-inline bool isObject(uint8_t label) { return label == MARK_OBJECT || label == MARK_PROBABLE_OBJECT; }
-inline bool isBackground(uint8_t label) {
-  return label == MARK_BACKGROUND || label == MARK_PROBABLE_BACKGROUND;
-}
 
 // The stroke of the current edit.
 struct strokeInfo {
@@ -64,11 +46,6 @@ class KORUSEMarker {
   static void dellocator();
 };
 
-// Releases an image if set and nulls the pointer.
-void releaseImage(IplImage** image);
-
-// Holds an image until it is handed on (release()) or the holder goes.
-struct ImageReleaser {
-  void operator()(IplImage* image) const { releaseImage(&image); }
-};
-using OwnedImage = std::unique_ptr<IplImage, ImageReleaser>;
+// Source size / working size: 1.0 for each new engine, set by the engine
+// when it reduces the photo. The one interface global the engine writes.
+extern float g_imageResizeFactor;

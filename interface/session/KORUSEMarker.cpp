@@ -1,4 +1,6 @@
-#include "interface/KORUSEMarker.h"
+#include "interface/session/KORUSEMarker.h"
+
+#include "support/OwnedImage.h"
 
 IplImage* KORUSEMarker::m_srcImage = nullptr;
 IplImage* KORUSEMarker::m_labelImage = nullptr;
@@ -19,11 +21,7 @@ bool KORUSEMarker::m_isGreyScale = false;
 bool KORUSEMarker::m_isHomogenous = false;
 std::atomic<bool> KORUSEMarker::m_exitApp{false};
 double KORUSEMarker::m_noiseLevel = 0.0;
-
-void releaseImage(IplImage** image) {
-  if (*image) cvReleaseImage(image);
-  *image = nullptr;
-}
+float g_imageResizeFactor = 1.0f;
 
 void KORUSEMarker::allocator() {}
 
