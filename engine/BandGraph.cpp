@@ -1,6 +1,5 @@
 #include "engine/BandGraph.h"
 
-#include <cstdlib>
 
 #include "colormodel/ComponentDensity.h"
 #include "engine/KORUSEHybrid.h"
@@ -13,8 +12,6 @@
 #include "support/KORUMemory.h"
 
 namespace {
-const double kDiagonalFactorWide = 0.7071067932881648;
-
 // (source, sink) of a band pixel: -log of the other side's density, in both
 // modes without the grey tie rule. The models packed give GMMProb's densities
 // bit for bit, two components at a time.
@@ -61,7 +58,7 @@ void addTerminals(KORUSEHybrid& e, const BandPicture& band) {
 // graph has no node and the edge is absent.
 void addEdges(KORUSEHybrid& e, const BandPicture& band, const float* table) {
   KORUSEGraph& g = *e.m_trimapGraph;
-  const float diagonal = static_cast<float>(e.m_lambda * kDiagonalFactorWide);
+  const float diagonal = static_cast<float>(e.m_lambda * kBandDiagonalFactor);
   int node = 0;
   for (int y = 0; y < band.height; ++y)
     for (int s = band.rowFirstSegment[y]; s < band.rowFirstSegment[y + 1]; ++s)
@@ -75,14 +72,14 @@ void addEdges(KORUSEHybrid& e, const BandPicture& band, const float* table) {
             continue;
           }
           const uint8_t* q = colourAt(band, x + kSlotDx[slot], y + kSlotDy[slot]);
-          const float t0 = table[std::abs(p[0] - q[0])], t1 = table[std::abs(p[1] - q[1])],
-                      t2 = table[std::abs(p[2] - q[2])];
           if (slot == 0)
-            caps[slot] = static_cast<float>(e.m_lambda);  // no contrast term across columns: kept so
+            // The left edge has never had a contrast term: the band's cuts
+            // are known with it as it is.
+            caps[slot] = static_cast<float>(e.m_lambda);
           else if (slot == 2)
-            caps[slot] = static_cast<float>(e.m_lambda * t0 * t1 * t2);
+            caps[slot] = static_cast<float>(scaledContrast(e.m_lambda, table, p, q));
           else
-            caps[slot] = diagonal * t0 * t1 * t2;
+            caps[slot] = scaledContrast(diagonal, table, p, q);
         }
         g.addNodeEdges(caps);
       }

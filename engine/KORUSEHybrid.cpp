@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "graph/KORUSEGraph.h"
+#include "interface/session/Cancellation.h"
 #include "interface/session/KORUSEMarker.h"
 #include "support/OwnedImage.h"
 #include "support/KORULog.h"
@@ -16,8 +17,6 @@
 namespace {
 // The working image is aimed at 320 x 240 = 76,800 pixels.
 const float kInverseWorkingPixels = 1.3020834e-5f;
-// One segmentation may run this long before it gives up.
-const double kSegmentationBudgetMs = 10000.0;
 }  // namespace
 
 KORUSEHybrid::KORUSEHybrid()
@@ -112,6 +111,5 @@ void KORUSEHybrid::clearMemory() {
 
 bool KORUSEHybrid::cancelSegmentation() {
   stop_cpu_timer(g_cancelTimer);
-  const double elapsed = get_elapsed_time_in_millisec(g_cancelTimer);
-  return KORUSEMarker::m_exitApp || elapsed > kSegmentationBudgetMs;
+  return segmentationStopped();
 }

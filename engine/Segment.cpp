@@ -80,7 +80,7 @@ IplImage* KORUSEHybrid::segment() {
   m_roiInitialLabel = cvCloneImage(m_roiLabel);
   RegionSamples samples;  // what the models make of the region's colours, shared by the passes
   samples.index(*this);
-  m_lambda = kHomogeneousLambda;
+  m_lambda = kStrongestLambda;
   KORUSEMarker::m_noiseLevel = kNoiseLevel;
 
   bool switching = true;

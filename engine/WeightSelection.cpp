@@ -20,7 +20,7 @@
 #include "support/ImageRows.h"
 
 namespace {
-const float kColourCandidates[3] = {50.0f, 13.513f, 8.0f};
+const float kColourCandidates[3] = {static_cast<float>(kStrongestLambda), 13.513f, 8.0f};
 const float kColourFallback = 4.0f;
 const float kGreyCandidates[3] = {15.0f, 10.0f, 7.0f};
 const float kGreyFallback = 3.0f;
@@ -181,7 +181,7 @@ bool KORUSEHybrid::homogenousLamda(int k) {
     KORUSEMarker::m_noiseLevel = kHomogeneousNoiseLevel;
     m_bgModel.setInverseCovariance();
     KORUSEMarker::m_noiseLevel = kNoiseLevel;
-    m_lambda = kHomogeneousLambda;
+    m_lambda = kStrongestLambda;
     KORUSEMarker::m_isHomogenous = true;
   } else {
     m_bgModel.setInverseCovariance();

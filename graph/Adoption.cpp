@@ -12,9 +12,9 @@
 template <class Grid>
 void SearchTree<Grid>::release(int orphan, const int arcs[8], const int heads[8]) {
   const uint8_t former = tree[orphan];
-  const bool sinkTree = former == SINK_TREE;
+  const bool sinkTree = former == kSinkTree;
   setParent(orphan, NO_PARENT, NO_PARENT);
-  tree[orphan] = FREE_NODE;
+  tree[orphan] = kFreeNode;
   for (unsigned m = grid.presence(orphan); m; m &= m - 1) {
     const int k = __builtin_ctz(m), a = arcs[k];
     if (cap[a] == ABSENT_CAPACITY) continue;
@@ -47,7 +47,7 @@ int SearchTree<Grid>::adopt(int orphan, uint8_t treeOf) {
   for (unsigned m = grid.presence(orphan); m; m &= m - 1) {
     const int k = __builtin_ctz(m), a = arcs[k];
     // Absent edges hold -2 both ways: "> 0" is present and not saturated.
-    if (!(cap[treeOf == SOURCE_TREE ? KORUSEGraph::sisterArc(a) : a] > 0.0f)) continue;
+    if (!(cap[treeOf == kSourceTree ? KORUSEGraph::sisterArc(a) : a] > 0.0f)) continue;
     const int j = heads[k];
     if (parent[j] == NO_PARENT || tree[j] != treeOf) continue;
     walker[k] = j;
@@ -86,9 +86,9 @@ static void adoptOutsideSearch(KORUSEGraph& graph, int orphan, uint8_t tree) {
 }
 
 void KORUSEGraph::ProcessSourceOrphans(int orphan) {
-  if (validNode(orphan, "ProcessSourceOrphans")) adoptOutsideSearch(*this, orphan, SOURCE_TREE);
+  if (validNode(orphan, "ProcessSourceOrphans")) adoptOutsideSearch(*this, orphan, kSourceTree);
 }
 
 void KORUSEGraph::ProcessSinkOrphans(int orphan) {
-  if (validNode(orphan, "ProcessSinkOrphans")) adoptOutsideSearch(*this, orphan, SINK_TREE);
+  if (validNode(orphan, "ProcessSinkOrphans")) adoptOutsideSearch(*this, orphan, kSinkTree);
 }

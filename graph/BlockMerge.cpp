@@ -9,7 +9,7 @@
 
 void ParallelGC::freeRecord(blockEdges* record) {
   while (record->edges) {
-    removedEdge* next = record->edges->next;
+    RemovedEdge* next = record->edges->next;
     delete record->edges;
     record->edges = next;
   }
@@ -20,7 +20,7 @@ void ParallelGC::freeRecord(blockEdges* record) {
 // is whole again (after a failed partition, or a ParallelGC dropped halfway).
 void ParallelGC::restoreAllEdges() {
   for (blockEdges* record : pairList) {
-    for (removedEdge* e = record->edges; e; e = e->next) {
+    for (RemovedEdge* e = record->edges; e; e = e->next) {
       arcArray[e->arc] = e->capacity;
       arcArray[e->sister] = e->sisterCapacity;
     }
@@ -37,12 +37,12 @@ int ParallelGC::MergeBlocks(int a, int b) {
   if (!validPair(a, b, "MergeBlocks")) return a >= 0 && a < threadCount ? a : 0;
   const int lo = std::min(a, b), hi = std::max(a, b);
   KORUSEGraph* region = blockGraphs[lo];
-  region->activeFirst = region->activeLast = NOT_QUEUED;
-  region->orphanFirst = region->orphanLast = NOT_QUEUED;
+  region->activeFirst = region->activeLast = kNotQueued;
+  region->orphanFirst = region->orphanLast = kNotQueued;
   region->flowValue = 0.0f;
   blockEdges* record = pairMatrix[lo][hi];
   if (!record) return lo;
-  while (removedEdge* e = record->edges) {
+  while (RemovedEdge* e = record->edges) {
     arcArray[e->arc] = e->capacity;
     arcArray[e->sister] = e->sisterCapacity;
     // Both ends may now reach across: tail first, then head.
@@ -74,7 +74,7 @@ void ParallelGC::MakeNeighbourChanges(int a, int b) {
     if (p->blockB == hi) p->blockB = lo;
     if (blockEdges* kept = pairMatrix[lo][k]) {
       // lo already borders k: one record for the pair, p's edges at its end.
-      removedEdge** tail = &kept->edges;
+      RemovedEdge** tail = &kept->edges;
       while (*tail) tail = &(*tail)->next;
       *tail = p->edges;
       p->edges = nullptr;

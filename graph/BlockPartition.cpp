@@ -95,8 +95,8 @@ int ParallelGC::RemoveAndStoreEdges(int node, blockEdges* record) {
     if (treeLabel[graph->arcHead(a)] != record->blockB) continue;
     const int s = KORUSEGraph::sisterArc(a);
     if (arcArray[a] == ABSENT_CAPACITY) continue;
-    removedEdge* element =
-        new (std::nothrow) removedEdge{a, s, arcArray[a], arcArray[s], record->edges};
+    RemovedEdge* element =
+        new (std::nothrow) RemovedEdge{a, s, arcArray[a], arcArray[s], record->edges};
     if (!element) {
       partitionFailed = true;
       return removed;

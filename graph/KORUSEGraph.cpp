@@ -62,8 +62,8 @@ void KORUSEGraph::allocateStorage(int nodeRecords, int edgeRecords) {
 
 KORUSEGraph::KORUSEGraph(int nodeMax, int edgeMax, int width, int height, int threadCount)
     : threadCount(threadCount), width(width), height(height) {
-  allocateStorage(nodeMax > MIN_GRAPH_RECORDS ? nodeMax : MIN_GRAPH_RECORDS,
-                  edgeMax > MIN_GRAPH_RECORDS ? edgeMax : MIN_GRAPH_RECORDS);
+  allocateStorage(nodeMax > kMinGraphRecords ? nodeMax : kMinGraphRecords,
+                  edgeMax > kMinGraphRecords ? edgeMax : kMinGraphRecords);
   buildOffsetTable();
 }
 
@@ -112,8 +112,8 @@ void KORUSEGraph::buildOffsetTable() {
 }
 
 void KORUSEGraph::emptyQueues() {
-  activeFirst = activeLast = NOT_QUEUED;
-  orphanFirst = orphanLast = NOT_QUEUED;
+  activeFirst = activeLast = kNotQueued;
+  orphanFirst = orphanLast = kNotQueued;
 }
 
 // A free node with no terminal capacity, in no queue.
@@ -121,10 +121,10 @@ static void freeNodes(KORUSEGraph& g, int first, int count) {
   for (int i = first; i < first + count; ++i) {
     g.parentArc[i] = NO_PARENT;
     g.parentNode[i] = NO_PARENT;
-    g.treeLabel[i] = FREE_NODE;
+    g.treeLabel[i] = kFreeNode;
     g.residualTerminalCapacity[i] = 0.0f;
-    g.nextActive[i] = NOT_QUEUED;
-    g.nextOrphan[i] = NOT_QUEUED;
+    g.nextActive[i] = kNotQueued;
+    g.nextOrphan[i] = kNotQueued;
   }
 }
 
@@ -251,7 +251,7 @@ void KORUSEGraph::syncParentNodes() {
 
 bool KORUSEGraph::getTreeofNode(int i) const {
   if (!validNode(i, "getTreeofNode")) return false;
-  return treeLabel[i] == SINK_TREE;
+  return treeLabel[i] == kSinkTree;
 }
 
 int KORUSEGraph::arcHead(int arc) const {

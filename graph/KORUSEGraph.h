@@ -46,16 +46,16 @@
 #include <cstdint>
 
 // ---- the named values of the layout and of the search -----------------------
+// In capitals, the values hosts know by name; k-names are this library's own.
 constexpr int32_t TERMINAL_ARC = -1;      // parentArc: hangs directly from its terminal
 constexpr int32_t NO_PARENT = -3;         // parentArc: free node or orphan
 constexpr int32_t NO_CANDIDATE = -2;      // an arc list entry whose direction leaves the grid
-constexpr int32_t NOT_QUEUED = -1;        // queue link: not in that queue
 constexpr float ABSENT_CAPACITY = -2.0f;  // both arcs of an edge that does not exist
-constexpr uint8_t SOURCE_TREE = 0;        // object side
-constexpr uint8_t SINK_TREE = 1;          // background side
-constexpr uint8_t FREE_NODE = 2;
-constexpr int32_t MIN_GRAPH_RECORDS = 16;          // smallest node and edge allocation
-constexpr double MAXFLOW_TIME_LIMIT_MS = 10000.0;  // on g_cancelTimer; past it the cut is cancelled
+constexpr int32_t kNotQueued = -1;        // queue link: not in that queue
+constexpr uint8_t kSourceTree = 0;        // treeLabel: object side
+constexpr uint8_t kSinkTree = 1;          // treeLabel: background side
+constexpr uint8_t kFreeNode = 2;          // treeLabel: in neither tree
+constexpr int32_t kMinGraphRecords = 16;  // smallest node and edge allocation
 
 struct BandTopology;
 struct BandRuns;
@@ -223,14 +223,14 @@ class KORUSEGraph {
   // Per node, index = node:
   int32_t* parentArc = nullptr;                 // arc from the node to its parent; TERMINAL_ARC or NO_PARENT
   int32_t* parentNode = nullptr;                // the node parentArc points to (TERMINAL_ARC, NO_PARENT alike)
-  uint8_t* treeLabel = nullptr;                 // SOURCE_TREE, SINK_TREE or FREE_NODE
+  uint8_t* treeLabel = nullptr;                 // kSourceTree, kSinkTree or kFreeNode
   float* residualTerminalCapacity = nullptr;    // > 0 from the source, < 0 to the sink (magnitude), 0 none
-  int32_t* nextActive = nullptr;                // active FIFO: next node, itself when last, NOT_QUEUED
+  int32_t* nextActive = nullptr;                // active FIFO: next node, itself when last, kNotQueued
   int32_t* nextOrphan = nullptr;                // orphan FIFO, same convention
   float* arcArray = nullptr;                    // residual capacities, 8 per node
   float flowValue = 0.0f;                       // from addtWeights and the augmentations
-  int32_t activeFirst = NOT_QUEUED, activeLast = NOT_QUEUED;  // FIFO of active nodes
-  int32_t orphanFirst = NOT_QUEUED, orphanLast = NOT_QUEUED;  // FIFO of orphans
+  int32_t activeFirst = kNotQueued, activeLast = kNotQueued;  // FIFO of active nodes
+  int32_t orphanFirst = kNotQueued, orphanLast = kNotQueued;  // FIFO of orphans
   int32_t neighbourOffsetTable[8] = {};  // whole grid's head formula; the only place width enters arcs
   int32_t threadCount = 0;               // below 2: serial search
   int32_t blockWidth = 0;                // block view: block size in nodes

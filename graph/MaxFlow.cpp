@@ -1,9 +1,8 @@
 // The search loop and the growth of the two trees.
 #include "graph/ParallelGC.h"
 #include "graph/SearchTree.h"
-#include "interface/session/KORUSEMarker.h"
+#include "interface/session/Cancellation.h"
 #include "support/KORULog.h"
-#include "support/KORUTimer.h"
 
 namespace {
 // Work between two readings of the clock: active nodes, path nodes and walk
@@ -34,8 +33,8 @@ void KORUSEGraph::maxflowInit() {
   if (!parentArc) return;
   SearchTree<WholeGrid> init(*this, wholeGridOf(*this));  // the grid is not read
   for (int node = 0; node < nodeCount; ++node) {
-    nextActive[node] = NOT_QUEUED;
-    nextOrphan[node] = NOT_QUEUED;
+    nextActive[node] = kNotQueued;
+    nextOrphan[node] = kNotQueued;
     init.initTerminal(node);
   }
 }
@@ -57,9 +56,9 @@ int SearchTree<Grid>::growSource(int node) {
     const int k = __builtin_ctz(m), a = arcs[k];
     if (!(cap[a] > 0.0f)) continue;
     const int j = heads[k];
-    if (tree[j] == SINK_TREE) return a;
-    if (tree[j] == FREE_NODE) {
-      tree[j] = SOURCE_TREE;
+    if (tree[j] == kSinkTree) return a;
+    if (tree[j] == kFreeNode) {
+      tree[j] = kSourceTree;
       addActive(j);
       setParent(j, KORUSEGraph::sisterArc(a), node);
     }
@@ -77,9 +76,9 @@ int SearchTree<Grid>::growSink(int node) {
     const int k = __builtin_ctz(m), a = arcs[k];
     if (!(cap[KORUSEGraph::sisterArc(a)] > 0.0f)) continue;
     const int j = heads[k];
-    if (tree[j] == SOURCE_TREE) return KORUSEGraph::sisterArc(a);
-    if (tree[j] == FREE_NODE) {
-      tree[j] = SINK_TREE;
+    if (tree[j] == kSourceTree) return KORUSEGraph::sisterArc(a);
+    if (tree[j] == kFreeNode) {
+      tree[j] = kSinkTree;
       addActive(j);
       setParent(j, KORUSEGraph::sisterArc(a), node);
     }
@@ -90,34 +89,34 @@ int SearchTree<Grid>::growSink(int node) {
 template <class Grid>
 int SearchTree<Grid>::adoptOrphans() {
   int work = 0;
-  while (!KORUSEMarker::m_exitApp && g.orphanFirst != NOT_QUEUED) {
+  while (!cancelRequested() && g.orphanFirst != kNotQueued) {
     const int orphan = g.orphanFirst;
     popOrphan();
-    if (tree[orphan] == SINK_TREE)
-      work += adopt(orphan, SINK_TREE);
-    else if (tree[orphan] == SOURCE_TREE)
-      work += adopt(orphan, SOURCE_TREE);
+    if (tree[orphan] == kSinkTree)
+      work += adopt(orphan, kSinkTree);
+    else if (tree[orphan] == kSourceTree)
+      work += adopt(orphan, kSourceTree);
   }
   return work;
 }
 
 template <class Grid>
 float SearchTree<Grid>::run() {
-  if (KORUSEMarker::m_exitApp) return g.flowValue;
-  int current = NOT_QUEUED;
+  if (cancelRequested()) return g.flowValue;
+  int current = kNotQueued;
   int work = kWorkPerClockReading;  // the first iteration reads the clock
   for (;;) {
-    if (current == NOT_QUEUED) {
+    if (current == kNotQueued) {
       current = g.activeFirst;
-      if (current == NOT_QUEUED) return g.flowValue;
+      if (current == kNotQueued) return g.flowValue;
       popActive();
     }
-    nextActive[current] = NOT_QUEUED;
+    nextActive[current] = kNotQueued;
     // A free node lost its tree since it was queued: nothing to grow.
     int middle = NO_CANDIDATE;
-    if (tree[current] == SOURCE_TREE)
+    if (tree[current] == kSourceTree)
       middle = growSource(current);
-    else if (tree[current] == SINK_TREE)
+    else if (tree[current] == kSinkTree)
       middle = growSink(current);
 
     ++work;
@@ -126,14 +125,14 @@ float SearchTree<Grid>::run() {
       work += augment(middle);
       work += adoptOrphans();
     } else {
-      current = NOT_QUEUED;
+      current = kNotQueued;
     }
     // The limit is on the whole segmentation, so passing it cancels that too.
-    if (KORUSEMarker::m_exitApp) return g.flowValue;
+    if (cancelRequested()) return g.flowValue;
     if (work >= kWorkPerClockReading) {
       work = 0;
-      if (get_elapsed_time_in_millisec(g_cancelTimer) > MAXFLOW_TIME_LIMIT_MS) {
-        KORUSEMarker::m_exitApp = true;
+      if (budgetSpent()) {
+        KORUSEMarker::m_exitApp = true;  // the whole segmentation is over
         return g.flowValue;
       }
     }

@@ -109,7 +109,7 @@ void ParallelGC::ComputeGMMProbs(int blockRow, int blockColumn, const cv::Mat* i
 }
 
 void* ParallelGC::ThreadComputeGMMProbs(void* args) {
-  auto* a = static_cast<dataTermThreadArgs*>(args);
+  auto* a = static_cast<DataTermThreadArgs*>(args);
   a->parallel->ComputeGMMProbs(a->blockRow, a->blockColumn, a->image, a->labels, a->lambda,
                                a->backgroundLabel, a->objectLabel, a->firstModel, a->secondModel,
                                a->graph, &a->flow);
@@ -124,7 +124,7 @@ void ParallelGC::ComputeGMMProbsParallely(const cv::Mat* image, const cv::Mat* l
   if (!dataTermInputs(image, labels, firstModel, secondModel, target, "ComputeGMMProbsParallely"))
     return;
   pthread_t* threads = new (std::nothrow) pthread_t[threadCount];
-  dataTermThreadArgs* args = new (std::nothrow) dataTermThreadArgs[threadCount];
+  DataTermThreadArgs* args = new (std::nothrow) DataTermThreadArgs[threadCount];
   bool* started = new (std::nothrow) bool[threadCount];
   if (!threads || !args || !started) {
     logBadCall("ComputeGMMProbsParallely", "allocation failed, computing block by block");

@@ -43,9 +43,9 @@ int clampedBlockCount(int n) {
     logBadCall("ParallelGC", "thread count below 1, using one block");
     return 1;
   }
-  if (n > MAX_PARALLEL_BLOCKS) {
+  if (n > kMaxParallelBlocks) {
     logBadCall("ParallelGC", "thread count above the block limit, clamped");
-    return MAX_PARALLEL_BLOCKS;
+    return kMaxParallelBlocks;
   }
   return n;
 }
@@ -154,8 +154,8 @@ void ParallelGC::clearBlockLinks(const KORUSEGraph* view) {
   const int firstRow = view->blockRow * blockHeight, firstColumn = view->blockColumn * blockWidth;
   for (int y = firstRow; y < firstRow + blockHeight && y < height; ++y)
     for (int x = firstColumn; x < firstColumn + blockWidth && x < width; ++x) {
-      graph->nextActive[y * width + x] = NOT_QUEUED;
-      graph->nextOrphan[y * width + x] = NOT_QUEUED;
+      graph->nextActive[y * width + x] = kNotQueued;
+      graph->nextOrphan[y * width + x] = kNotQueued;
     }
 }
 
@@ -167,7 +167,7 @@ float ParallelGC::maxFlow() {
     return 0.0f;
   }
   pthread_t* threads = ready ? new (std::nothrow) pthread_t[threadCount] : nullptr;
-  parallelThreadArgs* args = ready ? new (std::nothrow) parallelThreadArgs[threadCount] : nullptr;
+  ParallelThreadArgs* args = ready ? new (std::nothrow) ParallelThreadArgs[threadCount] : nullptr;
   bool* started = ready ? new (std::nothrow) bool[threadCount] : nullptr;
   if (!threads || !args || !started) {
     if (ready) logBadCall("maxFlow", "allocation failed, running the serial search");
@@ -198,7 +198,7 @@ float ParallelGC::maxFlow() {
 
 // One worker per block in row-major order, then all joined in creation order.
 void ParallelGC::runPerBlock(void* (*entry)(void*), Step step, pthread_t* threads,
-                             parallelThreadArgs* args, bool* started) {
+                             ParallelThreadArgs* args, bool* started) {
   for (int id = 0; id < threadCount; ++id) {
     args[id] = {this, id, id / blockColumns, id % blockColumns};
     if (step == BLOCK_SEARCH) args[id].first = id;
@@ -209,7 +209,7 @@ void ParallelGC::runPerBlock(void* (*entry)(void*), Step step, pthread_t* thread
 
 // Passes of pairwise merges: in each pass every pair whose two regions are
 // not yet busy is merged on its own thread; the bookkeeping follows the join.
-void ParallelGC::mergeAll(pthread_t* threads, parallelThreadArgs* args, bool* started) {
+void ParallelGC::mergeAll(pthread_t* threads, ParallelThreadArgs* args, bool* started) {
   int remaining = threadCount;
   while (remaining > 1) {
     int merges = 0;
@@ -238,14 +238,14 @@ void ParallelGC::joinStarted(pthread_t* threads, const bool* started, int count)
 // Starts a worker; when no thread can be made, does its work on this one (the
 // steps of one phase are independent, so the order does not matter).
 bool ParallelGC::startWorker(pthread_t* thread, void* (*entry)(void*), Step step,
-                             parallelThreadArgs* args) {
+                             ParallelThreadArgs* args) {
   if (pthread_create(thread, nullptr, entry, args) == 0) return true;
   logBadCall("ParallelGC", "thread creation failed, running the block on the caller's thread");
   runStep(step, *args);
   return false;
 }
 
-void ParallelGC::runStep(Step step, const parallelThreadArgs& args) {
+void ParallelGC::runStep(Step step, const ParallelThreadArgs& args) {
   switch (step) {
     case ASSIGN_IDS:
       AssignIDs(args.first, args.second);
@@ -271,25 +271,25 @@ void ParallelGC::runStep(Step step, const parallelThreadArgs& args) {
 }
 
 void* ParallelGC::ThreadAssignBlockIDs(void* args) {
-  auto* a = static_cast<parallelThreadArgs*>(args);
+  auto* a = static_cast<ParallelThreadArgs*>(args);
   a->parallel->runStep(ASSIGN_IDS, *a);
   pthread_exit(nullptr);
 }
 
 void* ParallelGC::ThreadPartition(void* args) {
-  auto* a = static_cast<parallelThreadArgs*>(args);
+  auto* a = static_cast<ParallelThreadArgs*>(args);
   a->parallel->runStep(PARTITION, *a);
   pthread_exit(nullptr);
 }
 
 void* ParallelGC::ThreadMaxFlow(void* args) {
-  auto* a = static_cast<parallelThreadArgs*>(args);
+  auto* a = static_cast<ParallelThreadArgs*>(args);
   a->parallel->runStep(BLOCK_SEARCH, *a);
   pthread_exit(nullptr);
 }
 
 void* ParallelGC::ThreadMerge(void* args) {
-  auto* a = static_cast<parallelThreadArgs*>(args);
+  auto* a = static_cast<ParallelThreadArgs*>(args);
   a->parallel->runStep(MERGE, *a);
   pthread_exit(nullptr);
 }

@@ -45,12 +45,12 @@ class ParallelGC;
 
 // One removed edge: both arcs and the capacities they held, so that the
 // merge can write them back in place.
-struct removedEdge {
+struct RemovedEdge {
   int32_t arc;           // the arc whose tail is on the listing node's side
   int32_t sister;        // arc ^ 1
   float capacity;        // residual of arc when it was removed
   float sisterCapacity;  // residual of sister when it was removed
-  removedEdge* next;     // next element; new elements go on the head
+  RemovedEdge* next;     // next element; new elements go on the head
 };
 
 // The removed edges between two blocks (after merges: two regions, each named
@@ -58,12 +58,12 @@ struct removedEdge {
 struct blockEdges {
   int32_t blockA;      // the block that listed the border
   int32_t blockB;      // its neighbour across the border
-  removedEdge* edges;  // singly linked, newest first
+  RemovedEdge* edges;  // singly linked, newest first
 };
 
 // Start record of a max-flow worker: a block row and column, a block id, or
 // the two block ids of a merge.
-struct parallelThreadArgs {
+struct ParallelThreadArgs {
   ParallelGC* parallel;
   int32_t sequence;  // position in the phase, from 0
   int32_t first;
@@ -71,7 +71,7 @@ struct parallelThreadArgs {
 };
 
 // Start record of a data-term worker.
-struct dataTermThreadArgs {
+struct DataTermThreadArgs {
   ParallelGC* parallel;
   int32_t sequence;  // row-major block position, from 0
   int32_t blockRow;
@@ -87,7 +87,7 @@ struct dataTermThreadArgs {
   float flow;  // out: what this block's terms added to the flow
 };
 
-constexpr int MAX_PARALLEL_BLOCKS = 64;  // more blocks than this is clamped (logged)
+constexpr int kMaxParallelBlocks = 64;  // more blocks than this is clamped (logged)
 
 class ParallelGC {
  public:
@@ -96,7 +96,7 @@ class ParallelGC {
   // Needs a whole-image graph, built (the counts are copied now). Copies its
   // storage pointers, counts and size; computes the block grid; allocates
   // the busy flags, the N x N pair matrix (all null) and the N block views.
-  // N below 1 is logged and taken as 1, above MAX_PARALLEL_BLOCKS logged and
+  // N below 1 is logged and taken as 1, above kMaxParallelBlocks logged and
   // clamped. A null graph or a failed allocation is logged and leaves the
   // object not `ready`: maxFlow then runs the serial search (on a null graph
   // nothing). Cost: O(N^2) pointers.
@@ -172,11 +172,11 @@ class ParallelGC {
   void MakeNeighbourChanges(int a, int b);
 
   // Thread entry points: each runs its operation and ends with pthread_exit.
-  static void* ThreadAssignBlockIDs(void* args);  // parallelThreadArgs: row, column
+  static void* ThreadAssignBlockIDs(void* args);  // ParallelThreadArgs: row, column
   static void* ThreadPartition(void* args);       // row, column
   static void* ThreadMaxFlow(void* args);         // block id
   static void* ThreadMerge(void* args);           // the pair's two block ids
-  static void* ThreadComputeGMMProbs(void* args);  // dataTermThreadArgs
+  static void* ThreadComputeGMMProbs(void* args);  // DataTermThreadArgs
 
   // ---- members ------------------------------------------------------------------
   KORUSEGraph* graph;         // the whole-image graph
@@ -201,11 +201,11 @@ class ParallelGC {
 
  private:
   enum Step { ASSIGN_IDS, PARTITION, BLOCK_SEARCH, MERGE };
-  void runStep(Step step, const parallelThreadArgs& args);
-  bool startWorker(pthread_t* thread, void* (*entry)(void*), Step step, parallelThreadArgs* args);
+  void runStep(Step step, const ParallelThreadArgs& args);
+  bool startWorker(pthread_t* thread, void* (*entry)(void*), Step step, ParallelThreadArgs* args);
   void runPerBlock(void* (*entry)(void*), Step step, pthread_t* threads,
-                   parallelThreadArgs* args, bool* started);
-  void mergeAll(pthread_t* threads, parallelThreadArgs* args, bool* started);
+                   ParallelThreadArgs* args, bool* started);
+  void mergeAll(pthread_t* threads, ParallelThreadArgs* args, bool* started);
   void joinStarted(pthread_t* threads, const bool* started, int count);
 
   bool validBlock(int blockRow, int blockColumn, const char* function) const;

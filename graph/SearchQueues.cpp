@@ -1,6 +1,6 @@
 // The two FIFOs of the search, as exported operations: intrusive lists
 // through the per-node links, so the search allocates nothing. A link equal
-// to the node itself marks the last node; NOT_QUEUED marks "not queued".
+// to the node itself marks the last node; kNotQueued marks "not queued".
 // The search uses SearchTree's inline copies of the same operations.
 #include "graph/SearchTree.h"
 

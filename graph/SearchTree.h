@@ -45,11 +45,11 @@ class SearchTree {
     const float r = terminal[node];
     if (r > 0.0f || r < 0.0f) {
       setParent(node, TERMINAL_ARC, TERMINAL_ARC);
-      tree[node] = r > 0.0f ? SOURCE_TREE : SINK_TREE;
+      tree[node] = r > 0.0f ? kSourceTree : kSinkTree;
       addActive(node);
     } else {
       setParent(node, NO_PARENT, NO_PARENT);
-      tree[node] = FREE_NODE;
+      tree[node] = kFreeNode;
     }
   }
 
@@ -60,9 +60,9 @@ class SearchTree {
   }
 
   void addActive(int node) {
-    if (nextActive[node] != NOT_QUEUED) return;
+    if (nextActive[node] != kNotQueued) return;
     nextActive[node] = node;
-    if (g.activeFirst == NOT_QUEUED) {
+    if (g.activeFirst == kNotQueued) {
       g.activeFirst = g.activeLast = node;
     } else {
       nextActive[g.activeLast] = node;
@@ -72,17 +72,17 @@ class SearchTree {
   // The removed node keeps its link: the search clears it when it takes the
   // node up, and until then the node cannot be queued twice.
   void popActive() {
-    if (g.activeFirst == NOT_QUEUED) return;
+    if (g.activeFirst == kNotQueued) return;
     if (g.activeFirst == g.activeLast)
-      g.activeFirst = g.activeLast = NOT_QUEUED;
+      g.activeFirst = g.activeLast = kNotQueued;
     else
       g.activeFirst = nextActive[g.activeFirst];
   }
   void addOrphan(int node) {
     setParent(node, NO_PARENT, NO_PARENT);
-    if (nextOrphan[node] != NOT_QUEUED) return;
+    if (nextOrphan[node] != kNotQueued) return;
     nextOrphan[node] = node;
-    if (g.orphanFirst == NOT_QUEUED) {
+    if (g.orphanFirst == kNotQueued) {
       g.orphanFirst = g.orphanLast = node;
     } else {
       nextOrphan[g.orphanLast] = node;
@@ -91,12 +91,12 @@ class SearchTree {
   }
   void popOrphan() {
     const int front = g.orphanFirst;
-    if (front == NOT_QUEUED) return;
+    if (front == kNotQueued) return;
     if (front == g.orphanLast)
-      g.orphanFirst = g.orphanLast = NOT_QUEUED;
+      g.orphanFirst = g.orphanLast = kNotQueued;
     else
       g.orphanFirst = nextOrphan[front];
-    nextOrphan[front] = NOT_QUEUED;
+    nextOrphan[front] = kNotQueued;
   }
 
  private:

@@ -10,7 +10,7 @@
 #include "support/LargePages.h"
 
 uint32_t** KORUSEManageUndoRedo::m_bitPlane = nullptr;
-int32_t KORUSEManageUndoRedo::m_maxSize = 32;
+int32_t KORUSEManageUndoRedo::m_maxSize = KORUSEManageUndoRedo::kSlots;
 int32_t KORUSEManageUndoRedo::m_current = 0;
 int32_t KORUSEManageUndoRedo::m_top = 0;
 int32_t KORUSEManageUndoRedo::m_bottom = 0;
@@ -19,7 +19,6 @@ int32_t KORUSEManageUndoRedo::height = 0;
 std::vector<uint8_t> KORUSEManageUndoRedo::m_segmentUsed;
 
 namespace {
-const int32_t kSlots = 32;
 // Planes are column-major and masks row-major: both are walked in blocks of
 // this many rows and columns, so that a block's mask rows stay in cache
 // while its plane columns are visited.

@@ -13,9 +13,11 @@
 
 class KORUSEManageUndoRedo {
  public:
+  static constexpr int32_t kSlots = 32;  // bits of a plane word
+
   static uint32_t** m_bitPlane;  // [x][y]: column-major, bit k = object in slot k;
                                  // the columns lie in one block, column 0 first
-  static int32_t m_maxSize;      // slots in the ring: 32
+  static int32_t m_maxSize;      // slots in the ring: kSlots
   static int32_t m_current;      // slot the next recorded mask will take
   static int32_t m_top;          // one past the newest recorded slot
   static int32_t m_bottom;       // the ring's lower limit

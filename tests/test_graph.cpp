@@ -158,7 +158,7 @@ TEST(MaxFlowTiny, HandWorkedGrids) {
   // min(source, sink), the tree the sign of what remains. No terminal
   // capacity: no flow, every node free (object side).
   struct Case { int w, h; std::vector<float> cs, ct; float flow; std::vector<int> trees; };
-  const int S = SOURCE_TREE, T = SINK_TREE, F = FREE_NODE;
+  const int S = kSourceTree, T = kSinkTree, F = kFreeNode;
   const std::vector<float> zeros(6, 0.f);
   const Case cases[] = {{2, 1, {5, 0}, {0, 3}, 3, {S, S}}, {2, 1, {INFINITY, 0}, {0, 3}, 3, {S, S}},
                         {1, 1, {2}, {7}, 2, {T}},          {1, 1, {7}, {2}, 2, {S}},
@@ -220,7 +220,7 @@ TEST(MaxFlowTiny, WhatTheExportedCallsAccept) {
   small.addNode(2);
   small.addtWeights(0, 5, 1);
   EXPECT_FLOAT_EQ(small.maxFlow(), 1.0f);  // addtWeights' share only
-  EXPECT_EQ(small.treeLabel[0], FREE_NODE);
+  EXPECT_EQ(small.treeLabel[0], kFreeNode);
 
   for (const char* refusal : {"addToEdge: capacity would go below 0 or become NaN: ignored",
                               "addEdge: negative or NaN edge capacity stored as 0",
@@ -238,35 +238,35 @@ TEST(MaxFlowAdoption, ShortestWalkThenVisitingOrderElseFree) {
   auto hang = [&](int n, int tree, int parentArc) { g->treeLabel[n] = tree, g->parentArc[n] = parentArc; };
   // 3 (left) and 1 (upper) both hang from the source: distance 2 each;
   // left comes first in the visiting order.
-  for (int n : {3, 1}) hang(n, SOURCE_TREE, TERMINAL_ARC);
-  hang(4, SOURCE_TREE, NO_PARENT);
+  for (int n : {3, 1}) hang(n, kSourceTree, TERMINAL_ARC);
+  hang(4, kSourceTree, NO_PARENT);
   g->ProcessSourceOrphans(4);
   EXPECT_EQ(g->arcHead(g->parentArc[4]), 3);
   // 3 now hangs from 0, a root: 3 is at distance 3, 0 (upper-left) at 2.
-  hang(0, SOURCE_TREE, TERMINAL_ARC);
-  hang(3, SOURCE_TREE, 8 * 3 + 4);  // 3's upper arc, 3 -> 0
-  hang(4, SOURCE_TREE, NO_PARENT);
+  hang(0, kSourceTree, TERMINAL_ARC);
+  hang(3, kSourceTree, 8 * 3 + 4);  // 3's upper arc, 3 -> 0
+  hang(4, kSourceTree, NO_PARENT);
   g->ProcessSourceOrphans(4);
   EXPECT_EQ(g->arcHead(g->parentArc[4]), 0);
   // Only sink-tree neighbours and descendants: 5 hangs from 4, 8 from 5,
   // 7 from 8, so their walks end in the orphan. 4 is freed; its child 5
   // becomes an orphan; 5 and 8 can still feed 4 and are queued as active,
   // 7 cannot (its arc 7 -> 4 is saturated) and is not.
-  for (int n : {0, 1, 3}) hang(n, SINK_TREE, TERMINAL_ARC);
-  hang(5, SOURCE_TREE, 8 * 5);      // 5's left arc, 5 -> 4
-  hang(8, SOURCE_TREE, 8 * 8 + 4);  // 8's upper arc, 8 -> 5
-  hang(7, SOURCE_TREE, 8 * 8 + 1);  // 8's left edge, odd arc: 7 -> 8
+  for (int n : {0, 1, 3}) hang(n, kSinkTree, TERMINAL_ARC);
+  hang(5, kSourceTree, 8 * 5);      // 5's left arc, 5 -> 4
+  hang(8, kSourceTree, 8 * 8 + 4);  // 8's upper arc, 8 -> 5
+  hang(7, kSourceTree, 8 * 8 + 1);  // 8's left edge, odd arc: 7 -> 8
   g->arcArray[8 * 7 + 4] = 0.0f;    // 7's upper edge, even arc: 7 -> 4
-  hang(4, SOURCE_TREE, NO_PARENT);
+  hang(4, kSourceTree, NO_PARENT);
   g->ProcessSourceOrphans(4);
-  EXPECT_TRUE(g->treeLabel[4] == FREE_NODE && g->parentArc[4] == NO_PARENT && g->parentArc[5] == NO_PARENT);
+  EXPECT_TRUE(g->treeLabel[4] == kFreeNode && g->parentArc[4] == NO_PARENT && g->parentArc[5] == NO_PARENT);
   // Orphan queue: 5; active queue: 5, 8.
   EXPECT_EQ((std::vector<int>{g->orphanFirst, g->orphanLast, g->activeFirst, g->activeLast, g->nextActive[7]}),
-            (std::vector<int>{5, 5, 5, 8, NOT_QUEUED}));
+            (std::vector<int>{5, 5, 5, 8, kNotQueued}));
   // Sink mirror: 0, 1, 3 are sink roots at distance 2; left (3) would come
   // first but its arc 4 -> 3 is saturated, so upper-left (0) beats upper (1).
   g->arcArray[8 * 4] = 0.0f;
-  hang(4, SINK_TREE, NO_PARENT);
+  hang(4, kSinkTree, NO_PARENT);
   g->ProcessSinkOrphans(4);
   EXPECT_EQ(g->arcHead(g->parentArc[4]), 0);
 }
@@ -389,7 +389,7 @@ TEST(GraphBlockView, SharesStorageAndInitialisesOnlyItsBlock) {
   auto g = grid(5, 4, cs, ct, [](int, int) { return 1.0f; });
   auto queued = [](const KORUSEGraph& view) {
     std::vector<int> q;
-    for (int p = view.activeFirst; p != NOT_QUEUED; p = view.nextActive[p] == p ? NOT_QUEUED : view.nextActive[p])
+    for (int p = view.activeFirst; p != kNotQueued; p = view.nextActive[p] == p ? kNotQueued : view.nextActive[p])
       q.push_back(p);
     return q;
   };
@@ -398,7 +398,7 @@ TEST(GraphBlockView, SharesStorageAndInitialisesOnlyItsBlock) {
     view.InitBlock();
     EXPECT_FLOAT_EQ(view.flowValue, 0.0f);
     EXPECT_EQ(queued(view), (std::vector<int>{12, 17, 18}));
-    EXPECT_EQ(g->treeLabel[17], SINK_TREE);  // initialised in the shared storage
+    EXPECT_EQ(g->treeLabel[17], kSinkTree);  // initialised in the shared storage
   }  // the view is gone, the storage is not (ASan would see a double free)
   KORUSEGraph edge(g.get(), 0, 2, 2, 5);
   edge.InitBlock();

@@ -157,7 +157,7 @@ TEST(ParallelBlocks, PartitionRecordsCrossingEdgesAndMergesRestoreThem) {
     for (blockEdges* r : p.pairList) {
       EXPECT_EQ(p.pairMatrix[r->blockA][r->blockB], r);
       EXPECT_EQ(p.pairMatrix[r->blockB][r->blockA], r);
-      for (removedEdge* e = r->edges; e; e = e->next) {
+      for (RemovedEdge* e = r->edges; e; e = e->next) {
         EXPECT_TRUE(recorded.insert(std::min(e->arc, e->sister)).second) << "recorded twice";
         EXPECT_EQ(e->capacity, built[e->arc]);
         EXPECT_EQ(e->sisterCapacity, built[e->sister]);

@@ -26,7 +26,7 @@ float g_imageResizeFactor = 1.0f;
 void KORUSEMarker::allocator() {}
 
 void KORUSEMarker::initializer() {
-  m_noiseLevel = 0.1;
+  m_noiseLevel = kNoiseLevel;
   m_exitApp = false;
   m_isHomogenous = false;
   // A label image left over from an earlier engine is no longer anyone's.
@@ -36,7 +36,7 @@ void KORUSEMarker::initializer() {
 void KORUSEMarker::resetMarkers() {
   releaseImage(&m_labelImage);
   releaseImage(&m_prevResult);
-  m_noiseLevel = 0.1;
+  m_noiseLevel = kNoiseLevel;
   currentStroke.points.clear();
   m_exitApp = false;
   m_isHomogenous = false;

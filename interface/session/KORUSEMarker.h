@@ -17,6 +17,10 @@ struct strokeInfo {
   int32_t type = 0;             // StrokeType
 };
 
+// The regulariser the colour models add to singular covariances
+// (m_noiseLevel), as every new engine and every reset leaves it.
+constexpr double kNoiseLevel = 0.1;
+
 class KORUSEMarker {
  public:
   static IplImage* m_srcImage;       // working (possibly reduced) copy of the source
@@ -36,7 +40,7 @@ class KORUSEMarker {
   static double m_noiseLevel;
 
   static void allocator();    // nothing to do; kept for symmetry with dellocator
-  // Called for each new engine: noise level 0.1, flags cleared. A label image
+  // Called for each new engine: noise level kNoiseLevel, flags cleared. A label image
   // left by an earlier engine is released, not just forgotten (that leaked).
   static void initializer();
   // Start over on the same photo: labels and previous result released,
