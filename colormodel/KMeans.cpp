@@ -11,6 +11,7 @@
 #include "colormodel/PackedSample.h"
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
+#include "support/LogSites.h"
 
 namespace {
 
@@ -77,7 +78,7 @@ void seedCentres(const Points& points, int n, int k, int* chosen) {
   chosen[0] = firstSeed(n);
   double* dist = nullptr;
   if (n >= 1 && points.valid())
-    dist = static_cast<double*>(KORU_Malloc_Msg(sizeof(double) * n, "chooseCentersKMeanspp", __LINE__));
+    dist = static_cast<double*>(KORU_Malloc_Msg(sizeof(double) * n, LOG_SITE_HERE("chooseCentersKMeanspp")));
   if (!dist) {  // no points (or no memory): every further seed is point 0
     if (n >= 1) logBadCall("chooseCentersKMeanspp", "seeding without distances");
     for (int c = 1; c < k; ++c) {
@@ -114,7 +115,7 @@ void seedCentres(const Points& points, int n, int k, int* chosen) {
       sum += dist[j];
     }
   }
-  KORU_Free_Msg(dist, "chooseCentersKMeanspp", __LINE__);
+  KORU_Free_Msg(dist, LOG_SITE_HERE("chooseCentersKMeanspp"));
 }
 
 // findMinDistance for either kind of points.

@@ -11,6 +11,7 @@
 #include "colormodel/PackedSample.h"
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
+#include "support/LogSites.h"
 
 namespace {
 
@@ -36,27 +37,27 @@ void initModelWithKmeansKORU(const std::vector<pixelVal>& samples, KORUSEColorMo
   const int n = static_cast<int>(samples.size());
   // k_means only reads the points: they point into the samples themselves.
   double** points =
-      static_cast<double**>(KORU_Malloc_Msg(sizeof(double*) * n, "initModelWithKmeansKORU", __LINE__));
-  int* labels = static_cast<int*>(KORU_Calloc_Msg(n, sizeof(int), "initModelWithKmeansKORU", __LINE__));
+      static_cast<double**>(KORU_Malloc_Msg(sizeof(double*) * n, LOG_SITE_HERE("initModelWithKmeansKORU")));
+  int* labels = static_cast<int*>(KORU_Calloc_Msg(n, sizeof(int), LOG_SITE_HERE("initModelWithKmeansKORU")));
   if (points && labels) {
     for (int i = 0; i < n; ++i) points[i] = const_cast<double*>(samples[i].v);
     k_means(points, labels, n, kKMeansTolerance, kKMeansMaxIterations, nullptr);
     setComponentsAndDeterminants(ClusterInfo(labels, samples.data(), samples.size()), n, model);
   }
-  if (points) KORU_Free_Msg(points, "initModelWithKmeansKORU", __LINE__);
-  if (labels) KORU_Free_Msg(labels, "initModelWithKmeansKORU", __LINE__);
+  if (points) KORU_Free_Msg(points, LOG_SITE_HERE("initModelWithKmeansKORU"));
+  if (labels) KORU_Free_Msg(labels, LOG_SITE_HERE("initModelWithKmeansKORU"));
 }
 
 void initModelWithKmeansPacked(const uint32_t* samples, int n, KORUSEColorModel& model) {
   if (n < kMinClusteringSamples || !samples) return;
-  int* labels = static_cast<int*>(KORU_Calloc_Msg(n, sizeof(int), "initModelWithKmeansPacked", __LINE__));
+  int* labels = static_cast<int*>(KORU_Calloc_Msg(n, sizeof(int), LOG_SITE_HERE("initModelWithKmeansPacked")));
   if (!labels) return;
   kMeansPacked(samples, labels, n, kKMeansTolerance, kKMeansMaxIterations);
   ClusterInfo info;
   for (int i = 0; i < n; ++i) info.add(labels[i], unpackSample(samples[i]));
   info.complete();
   setComponentsAndDeterminants(info, n, model);
-  KORU_Free_Msg(labels, "initModelWithKmeansPacked", __LINE__);
+  KORU_Free_Msg(labels, LOG_SITE_HERE("initModelWithKmeansPacked"));
 }
 
 void initModelWithKmeans(const std::vector<pixelVal>& samples, KORUSEColorModel& model) {

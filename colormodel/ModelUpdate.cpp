@@ -9,6 +9,7 @@
 #include "colormodel/ComponentDensity.h"
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
+#include "support/LogSites.h"
 
 namespace {
 
@@ -51,14 +52,14 @@ void updateModel(const std::vector<pixelVal>& samples, KORUSEColorModel& model) 
     model.setDeterminant();
     return;
   }
-  int* assigned = static_cast<int*>(KORU_Malloc_Msg(n * sizeof(int), "updateModel", __LINE__));
+  int* assigned = static_cast<int*>(KORU_Malloc_Msg(n * sizeof(int), LOG_SITE_HERE("updateModel")));
   if (!assigned) {  // already logged; keep the parameters, as for no samples
     model.setDeterminant();
     return;
   }
   for (std::size_t i = 0; i < n; ++i) assigned[i] = model.assignCluster(samples[i]);
   const ClusterInfo info(assigned, samples.data(), n);
-  KORU_Free_Msg(assigned, "updateModel", __LINE__);
+  KORU_Free_Msg(assigned, LOG_SITE_HERE("updateModel"));
   setComponentsAndDeterminants(info, static_cast<int>(n), model);
 }
 
@@ -77,7 +78,7 @@ void KORUSEColorModel::EM(std::vector<pixelVal> samples, int iterations) {
   const int n = static_cast<int>(samples.size());
   for (int pass = 0; pass < iterations; ++pass) {
     double* resp = static_cast<double*>(
-        KORU_Malloc_Msg(sizeof(double) * kNumComponents * n, "EM", __LINE__));
+        KORU_Malloc_Msg(sizeof(double) * kNumComponents * n, LOG_SITE_HERE("EM")));
     if (!resp) break;  // logged by the allocator; keep the passes done so far
 
     // E-step with the determinants, norm factors and inverses cached before
@@ -114,7 +115,7 @@ void KORUSEColorModel::EM(std::vector<pixelVal> samples, int iterations) {
       }
       for (int e = 0; e < 9; ++e) m_covariances[k][e] = mass > 0 ? cov[e] / mass : cov[e];
     }
-    KORU_Free_Msg(resp, "EM", __LINE__);
+    KORU_Free_Msg(resp, LOG_SITE_HERE("EM"));
   }
   setDeterminant();
   setInverseCovariance();

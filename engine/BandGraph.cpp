@@ -1,6 +1,5 @@
 #include "engine/BandGraph.h"
 
-
 #include "colormodel/ComponentDensity.h"
 #include "engine/KORUSEHybrid.h"
 #include "engine/RegionGraph.h"
@@ -10,6 +9,7 @@
 #include "interface/session/KORUSEMarker.h"
 #include "support/ImageRows.h"
 #include "support/KORUMemory.h"
+#include "support/LogSites.h"
 
 namespace {
 // (source, sink) of a band pixel: -log of the other side's density, in both
@@ -104,13 +104,13 @@ int buildBandGraph(KORUSEHybrid& e, const BandPicture& band) {
   e.m_trimapGraph = new KORUSEGraph(nodes, 4 * nodes, band.width, band.height, 0);
   KORUSEGraph& g = *e.m_trimapGraph;
   if (!g.parentArc || !g.arcArray || g.setBand(rows) != nodes) return 1;
-  float* table = static_cast<float*>(KORU_Malloc_Msg(1024, "constructGraphTrimapKORU", 2385));
+  float* table = static_cast<float*>(KORU_Malloc_Msg(1024, site::bandContrastTable));
   if (!table) return 2;
   g.addNode(nodes);
   addTerminals(e, band);
   fillContrastTable(table, e.m_beta);
   addEdges(e, band, table);
-  KORU_Free_Msg(table, "constructGraphTrimapKORU", 2631);
+  KORU_Free_Msg(table, site::bandContrastTableFreed);
   return 0;
 }
 

@@ -13,6 +13,7 @@
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
 #include "support/KORUTimer.h"
+#include "support/LogSites.h"
 
 namespace {
 // The working image is aimed at 320 x 240 = 76,800 pixels.
@@ -40,7 +41,7 @@ KORUSEHybrid::KORUSEHybrid()
 KORUSEHybrid::~KORUSEHybrid() {
   // A cancelled edit may leave its buffers; release them with the engine.
   clearMemory();
-  if (m_nlinks) KORU_Free_Msg(m_nlinks, "~KORUSEHybrid", 66);
+  if (m_nlinks) KORU_Free_Msg(m_nlinks, site::engineDestructor);
   m_nlinks = nullptr;
 }
 
@@ -65,13 +66,13 @@ void KORUSEHybrid::intializer() {
   if (f == 1.0f) {
     KORUSEMarker::m_height = h;
     KORUSEMarker::m_width = w;
-    if (!checkImageSize(w, h, "intializer", 92)) return;
+    if (!checkImageSize(w, h, site::intializerFullSize)) return;
     KORUSEMarker::m_srcImage = cvCreateImage(cvGetSize(KORUSEMarker::m_originalImage), 8, 3);
     cvCopy(KORUSEMarker::m_originalImage, KORUSEMarker::m_srcImage, nullptr);
   } else {
     KORUSEMarker::m_height = static_cast<int>(h / f);
     KORUSEMarker::m_width = static_cast<int>(w / f);
-    if (!checkImageSize(KORUSEMarker::m_width, KORUSEMarker::m_height, "intializer", 103)) return;
+    if (!checkImageSize(KORUSEMarker::m_width, KORUSEMarker::m_height, site::intializerReduced)) return;
     KORUSEMarker::m_srcImage =
         cvCreateImage(cvSize(KORUSEMarker::m_width, KORUSEMarker::m_height), 8, 3);
     cvResize(KORUSEMarker::m_originalImage, KORUSEMarker::m_srcImage, CV_INTER_LINEAR);
@@ -82,7 +83,7 @@ void KORUSEHybrid::intializer() {
   m_imageWidth = KORUSEMarker::m_srcImage->width;
   m_imageHeight = KORUSEMarker::m_srcImage->height;
   // A second photo on one engine must not leak the first one's weights.
-  if (m_nlinks) KORU_Free_Msg(m_nlinks, "intializer", 110);
+  if (m_nlinks) KORU_Free_Msg(m_nlinks, site::intializerWeights);
   m_nlinks = nullptr;
   computeNlinks();
   for (IplImage*& snapshot : m_iterLabel) snapshot = nullptr;

@@ -18,6 +18,7 @@
 #include "support/ImageRows.h"
 #include "support/NearestSampling.h"
 #include "support/StageTrace.h"
+#include "support/LogSites.h"
 
 namespace {
 // A brush stroke's soft halo: 5 % of the image's geometric mean side.
@@ -132,7 +133,7 @@ void KORUSEHybrid::setLabelImage(IplImage* marker) {
     fullLabels(KORUSEMarker::m_labelImage, marker, prev, type);
   } else {
     checkImageSize(KORUSEMarker::m_srcImage->width, KORUSEMarker::m_srcImage->height,
-                   "setLabelImage", 223);
+                   site::setLabelImage);
     KORUSEMarker::m_labelImage = cvCreateImage(cvGetSize(KORUSEMarker::m_srcImage), 8, 1);
     sampledLabels(KORUSEMarker::m_labelImage, marker, prev, type);
   }
@@ -204,7 +205,7 @@ bool regionInside(const IplImage* image, int width, int height) {
 }
 
 IplImage* KORUSEHybrid::cropImage(IplImage* src) {
-  if (!checkImageSize(m_roiWidth, m_roiHeight, "cropImage", 850) || !src) return nullptr;
+  if (!checkImageSize(m_roiWidth, m_roiHeight, site::cropImage) || !src) return nullptr;
   IplImage* crop = cvCreateImage(cvSize(m_roiWidth, m_roiHeight), 8, src->nChannels);
   const int bytes = m_roiWidth * src->nChannels;
   const int x0 = KORUSEMarker::m_xMinBBox * src->nChannels;
@@ -229,7 +230,7 @@ int KORUSEHybrid::updateLabelImage() {
 }
 
 IplImage* KORUSEHybrid::getObjMask() {
-  checkImageSize(m_imageWidth, m_imageHeight, "getObjMask", 1410);
+  checkImageSize(m_imageWidth, m_imageHeight, site::getObjMask);
   IplImage* mask = cvCreateImage(cvSize(m_imageWidth, m_imageHeight), 8, 1);
   cvSetZero(mask);
   // The refinement takes a 0/1 mask; without it the mask is final: 0/255.

@@ -11,6 +11,7 @@
 #include "support/Marks.h"
 #include "support/ImageRows.h"
 #include "support/KORULog.h"
+#include "support/LogSites.h"
 
 namespace {
 // A usable 8-bit, 1-channel mask, or an empty matrix after logging.
@@ -78,7 +79,7 @@ void KORUSEHybrid::postProcess(IplImage* mask) {
 
 void KORUSEHybrid::postProcessForStroke(IplImage* mask) {
   if (!KORUSEMarker::m_prevResult) return;
-  if (mask && !checkImageSize(mask->width, mask->height, "postProcessForStroke", 1694)) return;
+  if (mask && !checkImageSize(mask->width, mask->height, site::postProcessForStroke)) return;
   cv::Mat m = maskView(mask, "postProcessForStroke");
   if (m.empty()) return;
   cv::Mat prev = previousFor(m, "postProcessForStroke");

@@ -14,6 +14,7 @@
 #include "support/Gradient.h"
 #include "support/KORULog.h"
 #include "support/ImageRows.h"
+#include "support/LogSites.h"
 
 namespace {
 // Mean channel spread |c0 - c1| + |c0 - c2| below this: a grey photo.
@@ -32,8 +33,6 @@ const int kSideReach = 5;
 const double kSideStep = 10.0;
 // Tightening rounds; the last one also grows and adjusts the sides.
 const int kRounds = 3;
-// Line number carried by preProcess's size log.
-const int kPreProcessSizeLine = 2940;
 
 }  // namespace
 
@@ -62,8 +61,8 @@ void KORUSEHybrid::computeTexture() {
   const int W = src->width, H = src->height, n = src->nChannels;
   releaseImage(&KORUSEMarker::m_texHor);  // planes of an earlier photo
   releaseImage(&KORUSEMarker::m_texVer);
-  const bool usable = checkImageSize(W, H, "computeTexture", 2817);
-  checkImageSize(W, H, "computeTexture", 2818);
+  const bool usable = checkImageSize(W, H, site::computeTextureHor);
+  checkImageSize(W, H, site::computeTextureVer);
   if (!usable) return;
   IplImage* hor = cvCreateImage(cvSize(W, H), IPL_DEPTH_8U, 1);
   IplImage* ver = cvCreateImage(cvSize(W, H), IPL_DEPTH_8U, 1);
@@ -217,7 +216,7 @@ void KORUSEHybrid::preProcess() {
   }
   removeBlackRegion();
   IplImage* crop = cropImage(src);
-  if (!checkImageSize(m_roiWidth, m_roiHeight, "preProcess", kPreProcessSizeLine) || !crop) {
+  if (!checkImageSize(m_roiWidth, m_roiHeight, site::preProcess) || !crop) {
     releaseImage(&crop);
     return;
   }

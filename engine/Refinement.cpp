@@ -7,7 +7,6 @@
 // The enlarged trimap and labels are never made: every full-size pixel is
 // read from its working-size pixel through the nearest-neighbour maps
 // (support/NearestSampling.h), and only the result is full size.
-#include <android/log.h>
 #include <opencv2/imgproc/imgproc_c.h>
 
 #include <algorithm>
@@ -24,21 +23,22 @@
 #include "support/LargePages.h"
 #include "support/NearestSampling.h"
 #include "support/StageTrace.h"
+#include "support/LogSites.h"
 
 namespace {
 // How many of {dilate 3, dilate 1, erode 1, erode 3} hold a pixel -> trimap value.
 const uint8_t kTrimapOfCount[5] = {kTrimapLeftOut, kTrimapOuterRing, kTrimapBand, kTrimapInnerRing,
                                    kTrimapLeftOut};
 
-IplImage* newImage(int w, int h, int channels, int line) {
-  checkImageSize(w, h, "intelligentUpscaling", line);
+IplImage* newImage(int w, int h, int channels, LogSite site) {
+  checkImageSize(w, h, site);
   return cvCreateImage(cvSize(std::max(w, 1), std::max(h, 1)), 8, channels);
 }
 
 // The low-resolution trimap: count the morphological masks holding each pixel.
 IplImage* lowResolutionTrimap(IplImage* mask) {
-  IplImage* count = newImage(mask->width, mask->height, 1, 1730);
-  IplImage* scratch = newImage(mask->width, mask->height, 1, 1731);
+  IplImage* count = newImage(mask->width, mask->height, 1, site::upscalingSum);
+  IplImage* scratch = newImage(mask->width, mask->height, 1, site::upscalingScratch);
   cvSetZero(count);
   cvDilate(mask, scratch, nullptr, 3);
   cvAdd(count, scratch, count, nullptr);
@@ -63,7 +63,7 @@ IplImage* fallbackEnlargement(IplImage* mask) {
     for (int x = 0; x < mask->width; ++x)
       if (r[x] == 1) r[x] = 255;
   }
-  IplImage* out = newImage(KORUSEMarker::m_originalWidth, KORUSEMarker::m_originalHeight, 1, 1805);
+  IplImage* out = newImage(KORUSEMarker::m_originalWidth, KORUSEMarker::m_originalHeight, 1, site::upscalingFallback);
   cvResize(mask, out, CV_INTER_NN);
   return out;
 }
@@ -99,6 +99,22 @@ class EnlargedTrimap {
   const IplImage* low_;
   const NearestSampling& maps_;
 };
+
+// The refinement reads every full-size pixel through the maps instead of
+// making the enlarged labels, trimap and texture planes and their crops to
+// the band's box; the size checks those images had still speak, in the
+// order they were made, since hosts know the log as it was.
+void checkEnlargedSizes(int width, int height) {
+  checkImageSize(width, height, site::upscalingLabels);
+  checkImageSize(width, height, site::upscalingTrimap);
+}
+void checkCropSizes(int fullWidth, int fullHeight, int boxWidth, int boxHeight, bool texture) {
+  for (int crop = 0; crop < 2; ++crop) checkImageSize(boxWidth, boxHeight, site::cropImageTrimap);  // trimap, image
+  if (!texture) return;
+  checkImageSize(fullWidth, fullHeight, site::upscalingTexHor);
+  checkImageSize(fullWidth, fullHeight, site::upscalingTexVer);
+  for (int crop = 0; crop < 2; ++crop) checkImageSize(boxWidth, boxHeight, site::cropImageTrimap);  // both planes
+}
 
 struct Box {
   int xmin = INT_MAX, xmax = -1, ymin = INT_MAX, ymax = -1;
@@ -168,7 +184,7 @@ void writeResult(IplImage* result, const IplImage* labels, const NearestSampling
 }  // namespace
 
 IplImage* KORUSEHybrid::cropImageTrimap(IplImage* src, int width, int height, int x0, int y0) {
-  checkImageSize(width, height, "cropImageTrimap", 1762);
+  checkImageSize(width, height, site::cropImageTrimap);
   IplImage* crop = cvCreateImage(cvSize(std::max(m_trimapWidth, 1), std::max(m_trimapHeight, 1)),
                                  src->depth, src->nChannels);
   const int bytes = crop->width * src->nChannels * (src->depth / 8);
@@ -187,8 +203,7 @@ IplImage* KORUSEHybrid::intelligentUpscaling(IplImage* mask) {
   traceStage("refinement: trimap");
   const int fullWidth = KORUSEMarker::m_originalWidth, fullHeight = KORUSEMarker::m_originalHeight;
   IplImage* lowTrimap = lowResolutionTrimap(mask);
-  checkImageSize(fullWidth, fullHeight, "intelligentUpscaling", 1760);  // the enlarged labels
-  checkImageSize(fullWidth, fullHeight, "intelligentUpscaling", 1761);  // the enlarged trimap
+  checkEnlargedSizes(fullWidth, fullHeight);
   const IplImage* labels = KORUSEMarker::m_labelImage;
   const NearestSampling maps = nearestSampling(labels->width, labels->height, std::max(fullWidth, 1),
                                                std::max(fullHeight, 1));
@@ -200,29 +215,22 @@ IplImage* KORUSEHybrid::intelligentUpscaling(IplImage* mask) {
   int status = -1;
   BandPicture band;
   if (!accepted) {
-    __android_log_print(ANDROID_LOG_ERROR, "Error", "Failed: xmin:%d, xmax:%d, ymin:%d, ymax:%d", box.xmin,
+    logLine(ANDROID_LOG_ERROR, kTagError, "Failed: xmin:%d, xmax:%d, ymin:%d, ymax:%d", box.xmin,
                         box.xmax, box.ymin, box.ymax);
   } else {
-    __android_log_print(ANDROID_LOG_INFO, "Info", "Passed: xmin:%d, xmax:%d, ymin:%d, ymax:%d", box.xmin,
+    logLine(ANDROID_LOG_INFO, kTagInfo, "Passed: xmin:%d, xmax:%d, ymin:%d, ymax:%d", box.xmin,
                         box.xmax, box.ymin, box.ymax);
     m_trimapWidth = std::min(box.xmax - box.xmin + 1, fullWidth);
     m_trimapHeight = std::min(box.ymax - box.ymin + 1, fullHeight);
-    __android_log_print(ANDROID_LOG_INFO, "Info", "m_boundWidthTrimap:%d, m_boundHeightTrimap:%d",
+    logLine(ANDROID_LOG_INFO, kTagInfo, "m_boundWidthTrimap:%d, m_boundHeightTrimap:%d",
                         m_trimapWidth, m_trimapHeight);
-    // Where the crops of the trimap and the image (and the textures) were made.
-    checkImageSize(m_trimapWidth, m_trimapHeight, "cropImageTrimap", 1762);
-    checkImageSize(m_trimapWidth, m_trimapHeight, "cropImageTrimap", 1762);
-    if (KORUSEMarker::m_isGreyScale && KORUSEMarker::m_texHor && KORUSEMarker::m_texVer) {
-      checkImageSize(fullWidth, fullHeight, "intelligentUpscaling", 1790);
-      checkImageSize(fullWidth, fullHeight, "intelligentUpscaling", 1791);
-      checkImageSize(m_trimapWidth, m_trimapHeight, "cropImageTrimap", 1762);
-      checkImageSize(m_trimapWidth, m_trimapHeight, "cropImageTrimap", 1762);
-    }
+    checkCropSizes(fullWidth, fullHeight, m_trimapWidth, m_trimapHeight,
+                   KORUSEMarker::m_isGreyScale && KORUSEMarker::m_texHor && KORUSEMarker::m_texVer);
     traceStage("refinement: graph");
     band = mappedPicture(trimap, maps, box, m_trimapWidth, m_trimapHeight);
     status = buildBandGraph(*this, band);
     if (status != 0) {
-      __android_log_print(ANDROID_LOG_ERROR, "Error", "Failed: intelligentUpscaling (status_flag = %d)", status);
+      logLine(ANDROID_LOG_ERROR, kTagError, "Failed: intelligentUpscaling (status_flag = %d)", status);
     } else {
       traceStage("refinement: search");
       m_trimapGraph->maxFlow();
@@ -232,7 +240,7 @@ IplImage* KORUSEHybrid::intelligentUpscaling(IplImage* mask) {
 
   IplImage* result;
   if (status == 0) {
-    result = newImage(fullWidth, fullHeight, 1, 1780);
+    result = newImage(fullWidth, fullHeight, 1, site::upscalingResult);
     preferLargePages(result->imageData, result->imageSize);
     writeResult(result, labels, maps, band, box, *m_trimapGraph);
   } else {

@@ -13,6 +13,7 @@
 #include "support/Marks.h"
 #include "support/ImageRows.h"
 #include "support/KORUMemory.h"
+#include "support/LogSites.h"
 
 namespace {
 // Below this the two log-likelihoods of a grey pixel count as equal.
@@ -49,10 +50,10 @@ DataTerm sampleDataTerm(const KORUSEColorModel& fg, const KORUSEColorModel& bg, 
 RegionSamples::~RegionSamples() { release(); }
 
 void RegionSamples::release() {
-  if (m_sampleOf) KORU_Free_Msg(m_sampleOf, "RegionSamples", __LINE__);
-  if (m_samples) KORU_Free_Msg(m_samples, "RegionSamples", __LINE__);
-  if (m_evaluations) KORU_Free_Msg(m_evaluations, "RegionSamples", __LINE__);
-  if (m_evaluatedIn) KORU_Free_Msg(m_evaluatedIn, "RegionSamples", __LINE__);
+  if (m_sampleOf) KORU_Free_Msg(m_sampleOf, LOG_SITE_HERE("RegionSamples"));
+  if (m_samples) KORU_Free_Msg(m_samples, LOG_SITE_HERE("RegionSamples"));
+  if (m_evaluations) KORU_Free_Msg(m_evaluations, LOG_SITE_HERE("RegionSamples"));
+  if (m_evaluatedIn) KORU_Free_Msg(m_evaluatedIn, LOG_SITE_HERE("RegionSamples"));
   m_sampleOf = nullptr;
   m_samples = nullptr;
   m_evaluations = nullptr;
@@ -69,7 +70,7 @@ namespace {
 class SampleTable {
  public:
   ~SampleTable() {
-    if (m_slots) KORU_Free_Msg(m_slots, "RegionSamples", __LINE__);
+    if (m_slots) KORU_Free_Msg(m_slots, LOG_SITE_HERE("RegionSamples"));
   }
   bool reserve(std::size_t samples) {
     m_bits = 4;
@@ -92,12 +93,12 @@ class SampleTable {
   // Fibonacci hashing of a 24-bit sample.
   uint32_t slotOf(uint32_t key) const { return (key * 2654435761u) >> (32 - m_bits); }
   bool allocate() {
-    m_slots = static_cast<int32_t*>(KORU_Calloc_Msg(std::size_t(1) << m_bits, sizeof(int32_t), "RegionSamples", __LINE__));
+    m_slots = static_cast<int32_t*>(KORU_Calloc_Msg(std::size_t(1) << m_bits, sizeof(int32_t), LOG_SITE_HERE("RegionSamples")));
     m_mask = (uint32_t(1) << m_bits) - 1;
     return m_slots != nullptr;
   }
   bool grow(const uint32_t* samples, int32_t distinct) {
-    KORU_Free_Msg(m_slots, "RegionSamples", __LINE__);
+    KORU_Free_Msg(m_slots, LOG_SITE_HERE("RegionSamples"));
     ++m_bits;
     if (!allocate()) return false;
     for (int32_t i = 0; i < distinct; ++i) {
@@ -139,8 +140,8 @@ bool RegionSamples::index(const KORUSEHybrid& engine) {
   if (!readableRegion(engine)) return false;
   const size_t n = static_cast<size_t>(w) * h;
   SampleTable table;
-  m_sampleOf = static_cast<int32_t*>(KORU_Malloc_Msg(n * sizeof(int32_t), "RegionSamples", __LINE__));
-  m_samples = static_cast<uint32_t*>(KORU_Malloc_Msg(n * sizeof(uint32_t), "RegionSamples", __LINE__));
+  m_sampleOf = static_cast<int32_t*>(KORU_Malloc_Msg(n * sizeof(int32_t), LOG_SITE_HERE("RegionSamples")));
+  m_samples = static_cast<uint32_t*>(KORU_Malloc_Msg(n * sizeof(uint32_t), LOG_SITE_HERE("RegionSamples")));
   if (!table.reserve(n) || !m_sampleOf || !m_samples) {
     release();
     return false;
@@ -157,8 +158,8 @@ bool RegionSamples::index(const KORUSEHybrid& engine) {
       }
       m_sampleOf[size_t(r) * w + c] = i;
     }
-  m_evaluations = static_cast<Evaluation*>(KORU_Malloc_Msg(distinct * sizeof(Evaluation), "RegionSamples", __LINE__));
-  m_evaluatedIn = static_cast<uint8_t*>(KORU_Calloc_Msg(distinct, sizeof(uint8_t), "RegionSamples", __LINE__));
+  m_evaluations = static_cast<Evaluation*>(KORU_Malloc_Msg(distinct * sizeof(Evaluation), LOG_SITE_HERE("RegionSamples")));
+  m_evaluatedIn = static_cast<uint8_t*>(KORU_Calloc_Msg(distinct, sizeof(uint8_t), LOG_SITE_HERE("RegionSamples")));
   if (!m_evaluations || !m_evaluatedIn) {
     release();
     return false;
@@ -221,9 +222,9 @@ void forEachTrainingPixel(const IplImage* labels, Visit visit) {
 // A set of packed samples through the allocation layer.
 struct PackedSet {
   explicit PackedSet(std::size_t room)
-      : samples(static_cast<uint32_t*>(KORU_Malloc_Msg(room * sizeof(uint32_t), "initRegionModels", __LINE__))) {}
+      : samples(static_cast<uint32_t*>(KORU_Malloc_Msg(room * sizeof(uint32_t), LOG_SITE_HERE("initRegionModels")))) {}
   ~PackedSet() {
-    if (samples) KORU_Free_Msg(samples, "initRegionModels", __LINE__);
+    if (samples) KORU_Free_Msg(samples, LOG_SITE_HERE("initRegionModels"));
   }
   // Tops the set up with the filler, as extractTrainingData does.
   void fill() {

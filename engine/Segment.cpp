@@ -8,8 +8,6 @@
 //   pass 4      refit and cut again with the pass-3 weight
 // A homogeneous image never switches: five cuts at weight 50 with a refit
 // before each, the classic iterated graph cut.
-#include <android/log.h>
-
 #include <vector>
 
 #include "colormodel/ModelUpdate.h"
@@ -19,6 +17,7 @@
 #include "engine/RegionSamples.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/session/KORUSEMarker.h"
+#include "support/KORULog.h"
 #include "support/KORUTimer.h"
 #include "support/StageTrace.h"
 
@@ -93,7 +92,7 @@ IplImage* KORUSEHybrid::segment() {
     cut(*this, k, samples);
     if (k < kSnapshots) m_iterLabel[k] = cvCloneImage(m_roiLabel);
     if (cancelSegmentation()) {
-      __android_log_print(ANDROID_LOG_ERROR, "Error", "Segmentation canceled due to timeout");
+      logLine(ANDROID_LOG_ERROR, kTagError, "Segmentation canceled due to timeout");
       clearMemory();
       return nullptr;
     }

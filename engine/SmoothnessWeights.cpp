@@ -8,6 +8,7 @@
 #include "interface/session/KORUSEMarker.h"
 #include "support/KORUMemory.h"
 #include "support/ImageRows.h"
+#include "support/LogSites.h"
 
 namespace {
 inline int squaredDistance(const uint8_t* a, const uint8_t* b) {
@@ -49,10 +50,10 @@ void KORUSEHybrid::computeNlinks() {
   m_beta = contrastBeta(image);
 
   m_nlinks = static_cast<float*>(
-      KORU_Malloc_Msg(static_cast<size_t>(w) * h * 16, "computeNlinks", 503));
-  float* table = static_cast<float*>(KORU_Malloc_Msg(1024, "computeNlinks", 509));
+      KORU_Malloc_Msg(static_cast<size_t>(w) * h * 16, site::computeNlinksWeights));
+  float* table = static_cast<float*>(KORU_Malloc_Msg(1024, site::computeNlinksTable));
   if (!m_nlinks || !table) {
-    if (table) KORU_Free_Msg(table, "computeNlinks", 651);
+    if (table) KORU_Free_Msg(table, site::computeNlinksTableFreed);
     return;
   }
   fillContrastTable(table, m_beta);
@@ -75,5 +76,5 @@ void KORUSEHybrid::computeNlinks() {
       slots[3] = x < w - 1 ? diagonal(contrastWeight(table, p, up + 3 * (x + 1))) : 0.0f;
     }
   }
-  KORU_Free_Msg(table, "computeNlinks", 651);
+  KORU_Free_Msg(table, site::computeNlinksTableFreed);
 }

@@ -18,6 +18,7 @@
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
 #include "support/ImageRows.h"
+#include "support/LogSites.h"
 
 namespace {
 const float kColourCandidates[3] = {static_cast<float>(kStrongestLambda), 13.513f, 8.0f};
@@ -60,7 +61,7 @@ int keepLargeComponents(const IplImage* labels, IplImage* bin) {
   const int n = cv::connectedComponents(binary, components, 4, CV_32S);
   std::vector<int> value(n, 0);  // per component id: its fill value; id 0 is the background
   const int next = kFirstComponentValue + (n - 1);
-  auto* counts = static_cast<int32_t*>(KORU_Calloc_Msg(next, sizeof(int32_t), "optimalLamda", 3136));
+  auto* counts = static_cast<int32_t*>(KORU_Calloc_Msg(next, sizeof(int32_t), site::optimalLamdaCounts));
   if (!counts) {
     cvSetZero(bin);
     return 0;
@@ -86,7 +87,7 @@ int keepLargeComponents(const IplImage* labels, IplImage* bin) {
       area += out[x] != 0;
     }
   }
-  KORU_Free_Msg(counts, "optimalLamda", 3165);
+  KORU_Free_Msg(counts, site::optimalLamdaCountsFreed);
   return area;
 }
 }  // namespace
@@ -118,7 +119,7 @@ int KORUSEHybrid::optimalLamda(IplImage** labels, float*) {
     logBadCall("optimalLamda", "missing labellings");
     return -1;
   }
-  if (!checkImageSize(labels[0]->width, labels[0]->height, "optimalLamda", 3107)) return -1;
+  if (!checkImageSize(labels[0]->width, labels[0]->height, site::optimalLamda)) return -1;
   IplImage* bins[3];
   for (IplImage*& bin : bins) bin = cvCreateImage(cvGetSize(labels[0]), 8, 1);
   int area[3];

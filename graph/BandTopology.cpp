@@ -9,6 +9,7 @@
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
 #include "support/LargePages.h"
+#include "support/LogSites.h"
 
 namespace {
 
@@ -65,7 +66,7 @@ bool wellFormed(const BandRuns& band, int width, int height) {
 
 void KORUSEGraph::releaseBand() {
   if (!band) return;
-  KORU_Free_Msg(band->node, "setBand", __LINE__);
+  KORU_Free_Msg(band->node, LOG_SITE_HERE("setBand"));
   delete band;
   band = nullptr;
 }
@@ -100,10 +101,10 @@ int KORUSEGraph::setBand(const BandRuns& rows) {
   }
   const size_t n = static_cast<size_t>(nodes);
   auto* block = static_cast<BandNeighbours*>(
-      KORU_Malloc_Msg(std::max<size_t>(n * sizeof(BandNeighbours), 1), "setBand", __LINE__));
+      KORU_Malloc_Msg(std::max<size_t>(n * sizeof(BandNeighbours), 1), LOG_SITE_HERE("setBand")));
   band = block ? new (std::nothrow) BandTopology : nullptr;
   if (!band) {
-    if (block) KORU_Free_Msg(block, "setBand", __LINE__);
+    if (block) KORU_Free_Msg(block, LOG_SITE_HERE("setBand"));
     logBadCall("setBand", "no memory for the band's tables");
     return -1;
   }

@@ -10,6 +10,7 @@
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
 #include "support/LargePages.h"
+#include "support/LogSites.h"
 
 namespace {
 
@@ -40,11 +41,11 @@ void KORUSEGraph::allocateStorage(int nodeRecords, int edgeRecords) {
     return;
   }
   // parentArc, parentNode, residualTerminalCapacity, nextActive, nextOrphan, treeLabel.
-  auto* block = static_cast<unsigned char*>(KORU_Malloc_Msg(5 * words + bytes, "KORUSEGraph", 53));
-  arcArray = static_cast<float*>(KORU_Malloc_Msg(arcBytes, "KORUSEGraph", 54));
+  auto* block = static_cast<unsigned char*>(KORU_Malloc_Msg(5 * words + bytes, site::graphNodes));
+  arcArray = static_cast<float*>(KORU_Malloc_Msg(arcBytes, site::graphArcs));
   if (!block || !arcArray) {
-    if (block) KORU_Free_Msg(block, "KORUSEGraph", 53);
-    if (arcArray) KORU_Free_Msg(arcArray, "KORUSEGraph", 54);
+    if (block) KORU_Free_Msg(block, site::graphNodes);
+    if (arcArray) KORU_Free_Msg(arcArray, site::graphArcs);
     arcArray = nullptr;
     return;
   }
@@ -100,8 +101,8 @@ KORUSEGraph::KORUSEGraph(KORUSEGraph* whole, int blockRow, int blockColumn, int 
 KORUSEGraph::~KORUSEGraph() {
   if (!ownsStorage) return;
   releaseBand();
-  if (parentArc) KORU_Free_Msg(parentArc, "~KORUSEGraph", 128);
-  if (arcArray) KORU_Free_Msg(arcArray, "~KORUSEGraph", 129);
+  if (parentArc) KORU_Free_Msg(parentArc, site::graphNodesFreed);
+  if (arcArray) KORU_Free_Msg(arcArray, site::graphArcsFreed);
   parentArc = nullptr;
   arcArray = nullptr;
 }

@@ -8,6 +8,7 @@
 
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
+#include "support/LogSites.h"
 
 namespace {
 
@@ -90,13 +91,13 @@ ParallelGC::ParallelGC(KORUSEGraph* wholeGraph, int requestedThreads)
       ceilf(static_cast<float>(height) / static_cast<float>(blockRows)));
 
   const size_t n = static_cast<size_t>(threadCount);
-  busy = static_cast<uint8_t*>(KORU_Calloc_Msg(n, 1, "ParallelGC", __LINE__));
-  pairMatrix = static_cast<blockEdges***>(KORU_Calloc_Msg(n, sizeof(blockEdges**), "ParallelGC", __LINE__));
-  blockGraphs = static_cast<KORUSEGraph**>(KORU_Calloc_Msg(n, sizeof(KORUSEGraph*), "ParallelGC", __LINE__));
+  busy = static_cast<uint8_t*>(KORU_Calloc_Msg(n, 1, LOG_SITE_HERE("ParallelGC")));
+  pairMatrix = static_cast<blockEdges***>(KORU_Calloc_Msg(n, sizeof(blockEdges**), LOG_SITE_HERE("ParallelGC")));
+  blockGraphs = static_cast<KORUSEGraph**>(KORU_Calloc_Msg(n, sizeof(KORUSEGraph*), LOG_SITE_HERE("ParallelGC")));
   bool allocated = busy && pairMatrix && blockGraphs;
   for (int id = 0; allocated && id < threadCount; ++id) {
     pairMatrix[id] = static_cast<blockEdges**>(
-        KORU_Calloc_Msg(n, sizeof(blockEdges*), "ParallelGC", __LINE__));
+        KORU_Calloc_Msg(n, sizeof(blockEdges*), LOG_SITE_HERE("ParallelGC")));
     blockGraphs[id] = new (std::nothrow)
         KORUSEGraph(graph, id / blockColumns, id % blockColumns, blockWidth, blockHeight);
     allocated = pairMatrix[id] && blockGraphs[id];
@@ -115,11 +116,11 @@ ParallelGC::~ParallelGC() {
   for (int id = 0; id < threadCount; ++id) {
     // A block view borrows the arrays: deleting it frees only the view.
     if (blockGraphs) delete blockGraphs[id];
-    if (pairMatrix && pairMatrix[id]) KORU_Free_Msg(pairMatrix[id], "~ParallelGC", __LINE__);
+    if (pairMatrix && pairMatrix[id]) KORU_Free_Msg(pairMatrix[id], LOG_SITE_HERE("~ParallelGC"));
   }
-  if (pairMatrix) KORU_Free_Msg(pairMatrix, "~ParallelGC", __LINE__);
-  if (blockGraphs) KORU_Free_Msg(blockGraphs, "~ParallelGC", __LINE__);
-  if (busy) KORU_Free_Msg(busy, "~ParallelGC", __LINE__);
+  if (pairMatrix) KORU_Free_Msg(pairMatrix, LOG_SITE_HERE("~ParallelGC"));
+  if (blockGraphs) KORU_Free_Msg(blockGraphs, LOG_SITE_HERE("~ParallelGC"));
+  if (busy) KORU_Free_Msg(busy, LOG_SITE_HERE("~ParallelGC"));
   sem_destroy(&pairLock);
 }
 

@@ -8,6 +8,7 @@
 #include "support/ImageRows.h"
 #include "support/KORULog.h"
 #include "support/LargePages.h"
+#include "support/LogSites.h"
 
 uint32_t** KORUSEManageUndoRedo::m_bitPlane = nullptr;
 int32_t KORUSEManageUndoRedo::m_maxSize = KORUSEManageUndoRedo::kSlots;
@@ -123,7 +124,7 @@ void KORUSEManageUndoRedo::readSlot(int slot, IplImage* mask) {
 IplImage* KORUSEManageUndoRedo::getMask(int slot) {
   if (slot < 0) return nullptr;
   const int w = KORUSEMarker::m_originalWidth, h = KORUSEMarker::m_originalHeight;
-  if (!checkImageSize(w, h, "getMask", 92)) return nullptr;
+  if (!checkImageSize(w, h, site::getMask)) return nullptr;
   IplImage* mask = cvCreateImage(cvSize(w, h), IPL_DEPTH_8U, 1);
   readSlot(slot, mask);
   return mask;

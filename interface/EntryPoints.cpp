@@ -12,10 +12,11 @@
 #include "support/StageTrace.h"
 #include "support/LargePages.h"
 #include "support/ImageRows.h"
+#include "support/LogSites.h"
 
 int setSourceImage(int width, int height, unsigned int* pixels) {
   return exportGuard("setSourceImage", 0, [&] {
-    if (!checkImageSize(width, height, "setSourceImage", 115)) return 0;
+    if (!checkImageSize(width, height, site::setSourceImage)) return 0;
     if (!pixels) {
       logBadCall("setSourceImage", "null pixel buffer");
       return 0;

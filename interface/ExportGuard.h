@@ -2,19 +2,20 @@
 // OpenCV reports errors by throwing, so every entry point runs its body here.
 #pragma once
 
-#include <android/log.h>
 
 #include <exception>
 #include <new>
+
+#include "support/KORULog.h"
 
 template <typename Result, typename Body>
 Result exportGuard(const char* function, Result onFailure, Body&& body) noexcept {
   try {
     return body();
   } catch (const std::exception& e) {
-    __android_log_print(ANDROID_LOG_ERROR, "Error", "%s failed: %s", function, e.what());
+    logLine(ANDROID_LOG_ERROR, kTagError, "%s failed: %s", function, e.what());
   } catch (...) {
-    __android_log_print(ANDROID_LOG_ERROR, "Error", "%s failed", function);
+    logLine(ANDROID_LOG_ERROR, kTagError, "%s failed", function);
   }
   return onFailure;
 }

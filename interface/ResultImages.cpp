@@ -15,6 +15,7 @@
 #include "interface/SessionGlobals.h"
 #include "support/ImageRows.h"
 #include "support/KORULog.h"
+#include "support/LogSites.h"
 
 namespace {
 const unsigned int kOutlineColour = 0xFFFFFF00u;  // opaque yellow
@@ -117,7 +118,7 @@ static void paintOutline(CvRect object, unsigned int* blended) {
 static void outlineResult(unsigned int* blended, bool resultGoesNext) {
   exportGuardVoid("loadBlendedImageInfo", [&] {
     if (!haveResult("loadBlendedImageInfo")) return;
-    if (!checkImageSize(resultMask->width, resultMask->height, "loadBlendedImageInfo", 493))
+    if (!checkImageSize(resultMask->width, resultMask->height, site::loadBlendedImageInfo))
       return;
     // Found also without a preview to paint: fetch_path_array reads it.
     const CvRect object = findOutline(resultGoesNext);
@@ -135,7 +136,7 @@ void deliverOutlineAndRelease(unsigned int* blended) {
 void cutOutImage(int, int, int, unsigned int* blended, unsigned char* mask) {
   exportGuardVoid("cutOutImage", [&] {
     const int w = KORUSEMarker::m_originalWidth, h = KORUSEMarker::m_originalHeight;
-    if (!checkImageSize(w, h, "cutOutImage", 197) || !haveSource("cutOutImage")) return;
+    if (!checkImageSize(w, h, site::cutOutImage) || !haveSource("cutOutImage")) return;
     if (!markerImage) {
       logBadCall("cutOutImage", "no marks (call setMarkerImage first)");
       return;

@@ -10,6 +10,7 @@
 #include "support/KORULog.h"
 #include "support/LargePages.h"
 #include "support/ImageRows.h"
+#include "support/LogSites.h"
 
 KORUSEHybrid* pHybrid = nullptr;
 int32_t g_exitStatus = 0;
@@ -129,10 +130,10 @@ void createEngine() {
 }
 
 bool marksFitPhoto(int width, int height, bool haveMarks) {
-  if (!checkImageSize(width, height, "setMarkerImage", 164)) {
+  if (!checkImageSize(width, height, site::setMarkerImage)) {
     // Both of its size checks speak, before and after viewing the buffer; no
     // view is made of a size OpenCV refuses.
-    checkImageSize(width, height, "setMarkerImage", 173);
+    checkImageSize(width, height, site::setMarkerImageViewed);
     return false;
   }
   if (!haveMarks || !haveSource("setMarkerImage")) {

@@ -1,7 +1,5 @@
 #include "path/SearchInput.h"
 
-#include <android/log.h>
-
 #include <climits>
 
 #include "support/KORULog.h"
@@ -41,7 +39,7 @@ IplImage* usableLabels(IplImage* labels, const IplImage* colour, const char* fun
 }
 
 void logNoMemory(const char* function, const IplImage* colour) {
-  __android_log_print(ANDROID_LOG_ERROR, "TAG_MEM", "%s: no memory for a %d x %d search", function,
+  logLine(ANDROID_LOG_ERROR, kTagMemory, "%s: no memory for a %d x %d search", function,
                       colour->width, colour->height);
 }
 

@@ -1,13 +1,20 @@
 #include "support/KORULog.h"
 
-#include <android/log.h>
+#include <cstdarg>
+
+void logLine(int priority, const char* tag, const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  __android_log_vprint(priority, tag, format, args);
+  va_end(args);
+}
 
 bool checkImageSize(int width, int height, const char* function, int line) {
   if (width >= 1 && height >= 1) return true;
-  __android_log_print(ANDROID_LOG_ERROR, "Error", "MEMORY_CRASH : %s %d", function, line);
+  logLine(ANDROID_LOG_ERROR, kTagError, "MEMORY_CRASH : %s %d", function, line);
   return false;
 }
 
 void logBadCall(const char* function, const char* what) {
-  __android_log_print(ANDROID_LOG_ERROR, "Error", "%s: %s", function, what);
+  logLine(ANDROID_LOG_ERROR, kTagError, "%s: %s", function, what);
 }

@@ -1,15 +1,15 @@
 #include "support/KORUMemory.h"
 
-#include <android/log.h>
 
 #include <cstdlib>
 
+#include "support/KORULog.h"
+
 namespace {
-const char* const kTag = "TAG_MEM";
 const char* const kInvalidFree = "Trying to free invalid pointer : %p in function : %s, Line : %d !";
 
 void logNoMemory(size_t bytes, const char* function, int line) {
-  __android_log_print(ANDROID_LOG_ERROR, kTag, "Failed to allocate %zu bytes in function : %s, Line : %d !",
+  logLine(ANDROID_LOG_ERROR, kTagMemory, "Failed to allocate %zu bytes in function : %s, Line : %d !",
                       bytes, function, line);
 }
 }  // namespace
@@ -30,7 +30,7 @@ void* KORU_Calloc_Msg(size_t count, size_t size, const char* function, int line)
 
 void KORU_Free_Msg(void* block, const char* function, int line) {
   if (!block) {
-    __android_log_print(ANDROID_LOG_WARN, kTag, kInvalidFree, block, function, line);
+    logLine(ANDROID_LOG_WARN, kTagMemory, kInvalidFree, block, function, line);
     return;
   }
   free(block);
@@ -47,7 +47,7 @@ static int forget(void* object, const char* warning, const char* function, int l
   KORU_Mem_Info* info = node ? node->info : nullptr;
   delete node;
   if (!info) {
-    __android_log_print(ANDROID_LOG_WARN, kTag, warning, object, function, line);
+    logLine(ANDROID_LOG_WARN, kTagMemory, warning, object, function, line);
     return 0;
   }
   delete info;
@@ -72,7 +72,7 @@ void KORU_Free(void* block, const char* function, int line) {
 
 void* KORU_New_Mngr(void* object, const char* function, int line) {
   if (!object) {
-    __android_log_print(ANDROID_LOG_ERROR, kTag, "Allocation failed in function : %s, Line : %d !",
+    logLine(ANDROID_LOG_ERROR, kTagMemory, "Allocation failed in function : %s, Line : %d !",
                         function, line);
     return nullptr;
   }
@@ -92,7 +92,7 @@ int KORU_Delete_Array_Mngr(void* array, const char* function, int line) {
 
 void KORU_check_memory_status() {
   if (!gMemStack.head) {
-    __android_log_print(ANDROID_LOG_INFO, kTag, "No memory Leak found ");
+    logLine(ANDROID_LOG_INFO, kTagMemory, "No memory Leak found ");
     return;
   }
   // The blocks stay allocated: this is a report, not a clean-up.
@@ -100,7 +100,7 @@ void KORU_check_memory_status() {
     auto* node = gMemStack.head;
     gMemStack.head = node->next;
     const KORU_Mem_Info* info = node->info;
-    __android_log_print(ANDROID_LOG_ERROR, kTag,
+    logLine(ANDROID_LOG_ERROR, kTagMemory,
                         "Failed to deallocate %d bytes allocated in function : %s, Line : %d",
                         static_cast<int>(info->size), info->function, info->line);
     delete info;

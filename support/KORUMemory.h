@@ -12,6 +12,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "support/KORULog.h"
+
 // ---- message flavour ---------------------------------------------------------
 
 // Returns the block, or null after logging "Failed to allocate %zu bytes ...".
@@ -20,6 +22,13 @@ void* KORU_Malloc_Msg(size_t size, const char* function, int line);
 void* KORU_Calloc_Msg(size_t count, size_t size, const char* function, int line);
 // free(); a null pointer is logged as invalid and ignored.
 void KORU_Free_Msg(void* block, const char* function, int line);
+
+// The same at a named place (support/LogSites.h).
+inline void* KORU_Malloc_Msg(size_t size, LogSite site) { return KORU_Malloc_Msg(size, site.function, site.line); }
+inline void* KORU_Calloc_Msg(size_t count, size_t size, LogSite site) {
+  return KORU_Calloc_Msg(count, size, site.function, site.line);
+}
+inline void KORU_Free_Msg(void* block, LogSite site) { KORU_Free_Msg(block, site.function, site.line); }
 
 // ---- tracked flavour ---------------------------------------------------------
 

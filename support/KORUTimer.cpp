@@ -1,9 +1,10 @@
 #include "support/KORUTimer.h"
 
-#include <android/log.h>
 #include <sys/time.h>
 
+#include "support/KORULog.h"
 #include "support/KORUMemory.h"
+#include "support/LogSites.h"
 
 KORU_Timer* g_timer = nullptr;
 KORU_Timer* g_totalTimer = nullptr;
@@ -29,11 +30,11 @@ extern "C" {
 
 KORU_Timer* create_timer() {
   static_assert(sizeof(KORU_Timer) == 40, "the timer record is 40 bytes");
-  return static_cast<KORU_Timer*>(KORU_Calloc_Msg(1, 40, "create_timer", 27));
+  return static_cast<KORU_Timer*>(KORU_Calloc_Msg(1, 40, site::createTimer));
 }
 
 void destroy_timer(KORU_Timer* timer) {
-  if (timer) KORU_Free_Msg(timer, "destroy_timer", 48);
+  if (timer) KORU_Free_Msg(timer, site::destroyTimer);
 }
 
 void start_cpu_timer(KORU_Timer* timer) {
@@ -74,7 +75,7 @@ KORU_Timer* init_timer() {
 }
 
 void exit_timer() {
-  if (g_timer) KORU_Free_Msg(g_timer, "destroy_timer", 48);
+  if (g_timer) KORU_Free_Msg(g_timer, site::destroyTimer);
 }
 
 CGElapsedTime::CGElapsedTime(const char* name) : m_name(name) {
@@ -91,5 +92,5 @@ CGElapsedTime::~CGElapsedTime() {
     dSec -= 1;
   }
   float ms = static_cast<float>(dUsec) * 0.001f + static_cast<float>(dSec) * 1000.0f;
-  __android_log_print(ANDROID_LOG_INFO, "GTime", "%s =%f", m_name, ms);
+  logLine(ANDROID_LOG_INFO, kTagTime, "%s =%f", m_name, ms);
 }
