@@ -17,6 +17,7 @@
 //   RegionSamples.cpp       the region's colours and what the models make of
 //                           them, shared by the cuts and model steps of an edit
 //   Segment.cpp             the five-pass driver
+//   ModelFitting.cpp        a pass's model step: fresh, refit or kept
 //   WeightSelection.cpp     choosing the smoothness weight; for homogeneous
 //                           images, the first or the last cut
 //   BoundaryContrast.cpp    its colour test of a labelling's boundary

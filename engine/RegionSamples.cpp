@@ -4,13 +4,9 @@
 #include <cstddef>
 #include <cstring>
 
-#include "colormodel/ClusterInfo.h"
-#include "colormodel/KMeansInit.h"
 #include "colormodel/PackedSample.h"
-#include "colormodel/TrainingData.h"
 #include "engine/KORUSEHybrid.h"
 #include "interface/session/KORUSEMarker.h"
-#include "support/Marks.h"
 #include "support/ImageRows.h"
 #include "support/KORUMemory.h"
 #include "support/LogSites.h"
@@ -65,8 +61,9 @@ void RegionSamples::release() {
 namespace {
 // The distinct samples found so far, by open addressing with linear
 // probing: a slot holds a sample's index + 1, 0 when free. Kept at most
-// half full; it starts at 64 K slots and doubles when a region has more
-// colours than that allows.
+// half full; it starts at twice the region's pixels rounded up to a power
+// of two, between 16 and 64 K slots, and doubles whenever the distinct
+// colours fill half of it.
 class SampleTable {
  public:
   ~SampleTable() {
@@ -194,88 +191,4 @@ void RegionSamples::evaluate(int32_t s) {
   e.objectComponent = static_cast<uint8_t>(objectComponent);
   e.backgroundComponent = static_cast<uint8_t>(backgroundComponent);
   m_evaluatedIn[s] = m_generation;
-}
-
-namespace {
-
-// The region's labels as extractTrainingData reads them (8-bit, one
-// channel, the region's size), or null: then the plain way runs.
-const IplImage* trainingLabels(const KORUSEHybrid& engine, const RegionSamples& samples) {
-  const IplImage* labels = engine.m_roiLabel;
-  const bool usable = samples.ready() && labels && labels->depth == IPL_DEPTH_8U && labels->nChannels == 1 &&
-                      labels->imageData && labels->width == engine.m_roiWidth &&
-                      labels->height == engine.m_roiHeight;
-  return usable ? labels : nullptr;
-}
-
-// visit(p, toObject) for every pixel labelled object (2, 4) or background
-// (1, 3), in raster order: the order of extractTrainingData's samples.
-template <class Visit>
-void forEachTrainingPixel(const IplImage* labels, Visit visit) {
-  for (int r = 0; r < labels->height; ++r) {
-    const uint8_t* row = imageRow(labels, r);
-    for (int c = 0; c < labels->width; ++c)
-      if (isObject(row[c]) || isBackground(row[c])) visit(r * labels->width + c, isObject(row[c]));
-  }
-}
-
-// A set of packed samples through the allocation layer.
-struct PackedSet {
-  explicit PackedSet(std::size_t room)
-      : samples(static_cast<uint32_t*>(KORU_Malloc_Msg(room * sizeof(uint32_t), LOG_SITE_HERE("initRegionModels")))) {}
-  ~PackedSet() {
-    if (samples) KORU_Free_Msg(samples, LOG_SITE_HERE("initRegionModels"));
-  }
-  // Tops the set up with the filler, as extractTrainingData does.
-  void fill() {
-    const uint32_t filler = packSample(static_cast<uint8_t>(kFillerSample.v[0]), static_cast<uint8_t>(kFillerSample.v[1]),
-                                       static_cast<uint8_t>(kFillerSample.v[2]));
-    while (count < static_cast<std::size_t>(kMinTrainingSamples)) samples[count++] = filler;
-  }
-  uint32_t* samples;
-  std::size_t count = 0;
-};
-}  // namespace
-
-bool initRegionModels(KORUSEHybrid& engine, RegionSamples& samples) {
-  const IplImage* labels = trainingLabels(engine, samples);
-  if (!labels) return false;
-  const std::size_t room = static_cast<std::size_t>(labels->width) * labels->height + kMinTrainingSamples;
-  PackedSet object(room), background(room);
-  if (!object.samples || !background.samples) return false;
-  forEachTrainingPixel(labels, [&](int p, bool toObject) {
-    PackedSet& set = toObject ? object : background;
-    set.samples[set.count++] = samples.sampleAt(p);
-  });
-  object.fill();
-  background.fill();
-  initModelWithKmeansPacked(background.samples, static_cast<int>(background.count), engine.m_bgModel);
-  initModelWithKmeansPacked(object.samples, static_cast<int>(object.count), engine.m_fgModel);
-  return true;
-}
-
-bool refitRegionModels(KORUSEHybrid& engine, RegionSamples& samples) {
-  const IplImage* labels = trainingLabels(engine, samples);
-  if (!labels) return false;
-  // Each sample summed into its component as the region is walked.
-  samples.follow(engine.m_fgModel, engine.m_bgModel);
-  ClusterInfo objectSums, backgroundSums;
-  std::size_t objects = 0, backgrounds = 0;
-  forEachTrainingPixel(labels, [&](int p, bool toObject) {
-    const RegionSamples::Evaluation& e = samples.at(p);
-    const pixelVal x = unpackSample(samples.sampleAt(p));
-    if (toObject)
-      objectSums.add(e.objectComponent, x), ++objects;
-    else
-      backgroundSums.add(e.backgroundComponent, x), ++backgrounds;
-  });
-  for (; objects < static_cast<std::size_t>(kMinTrainingSamples); ++objects)
-    objectSums.add(engine.m_fgModel.assignCluster(kFillerSample), kFillerSample);
-  for (; backgrounds < static_cast<std::size_t>(kMinTrainingSamples); ++backgrounds)
-    backgroundSums.add(engine.m_bgModel.assignCluster(kFillerSample), kFillerSample);
-  objectSums.complete();
-  backgroundSums.complete();
-  setComponentsAndDeterminants(objectSums, static_cast<int>(objects), engine.m_fgModel);
-  setComponentsAndDeterminants(backgroundSums, static_cast<int>(backgrounds), engine.m_bgModel);
-  return true;
 }

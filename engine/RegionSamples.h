@@ -53,8 +53,8 @@ class RegionSamples {
   // planes in grey mode) for this edit. False when memory is short (the
   // allocator logs it) or there is no region: ready() stays false and the
   // callers compute every pixel the plain way. Cost: one hash probe per
-  // pixel; 4 bytes per pixel and 17 per distinct sample, and a table of
-  // 256 KB while indexing (more for a region of more than 32 K colours).
+  // pixel; 4 bytes per pixel and 17 per distinct sample, and a table of at
+  // most 256 KB while indexing (more for a region of more than 32 K colours).
   bool index(const KORUSEHybrid& engine);
   bool ready() const { return m_sampleOf != nullptr; }
 
@@ -97,19 +97,3 @@ class RegionSamples {
 // build runs). Every node and edge is rewritten, so the graph is rewound
 // rather than cleared.
 void buildRegionGraph(KORUSEHybrid& engine, RegionSamples& samples);
-
-// The model steps of a pass straight from the region, without the sample
-// vectors of extractTrainingData: its two sets are the same samples in the
-// same order (raster order; object 2 and 4, background 1 and 3; each topped
-// up with the filler), read from `samples`. False, with nothing changed,
-// when the region cannot be read that way: the caller then extracts the
-// samples and runs the plain step.
-
-// initModel(background, m_bgModel), then initModel(object, m_fgModel), on
-// packed samples. Cost: 4 bytes per sample instead of 32.
-bool initRegionModels(KORUSEHybrid& engine, RegionSamples& samples);
-
-// updateModel(object, background, m_fgModel, m_bgModel), each sample's
-// component taken from its evaluation (mostly made by the last cut's graph)
-// and summed into its component as the region is walked.
-bool refitRegionModels(KORUSEHybrid& engine, RegionSamples& samples);

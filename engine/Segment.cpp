@@ -8,12 +8,8 @@
 //   pass 4      refit and cut again with the pass-3 weight
 // A homogeneous image never switches: five cuts at weight 50 with a refit
 // before each, the classic iterated graph cut.
-#include <vector>
-
-#include "colormodel/ModelUpdate.h"
-#include "colormodel/TrainingData.h"
 #include "engine/KORUSEHybrid.h"
-#include "engine/ModelSteps.h"
+#include "engine/ModelFitting.h"
 #include "engine/RegionSamples.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/session/KORUSEMarker.h"
@@ -25,30 +21,6 @@ namespace {
 const int kPasses = 5;
 const int kSnapshots = 3;  // labellings kept after cuts 1 to 3
 }  // namespace
-
-// Refits or re-initialises the models for one pass; returns whether the
-// weight keeps switching.
-static bool modelStep(KORUSEHybrid& engine, int mode, bool firstPass, bool switching,
-                      std::vector<pixelVal>& object, std::vector<pixelVal>& background,
-                      RegionSamples& samples) {
-  if (mode == KEEP_MODELS) return switching;
-  // Straight from the region's samples where it can be read so; otherwise
-  // through the sample vectors.
-  if (mode == UPDATE_MODELS) {
-    if (!refitRegionModels(engine, samples)) {
-      extractTrainingData(engine.m_roiImage, engine.m_roiLabel, object, background);
-      updateModel(object, background, engine.m_fgModel, engine.m_bgModel);
-    }
-    engine.homogenousLamda(1);  // the flag alone decides after pass 0
-    return switching;
-  }
-  if (!initRegionModels(engine, samples)) {
-    extractTrainingData(engine.m_roiImage, engine.m_roiLabel, object, background);
-    initModel(background, engine.m_bgModel, 10);
-    initModel(object, engine.m_fgModel, 10);
-  }
-  return engine.homogenousLamda(firstPass ? 0 : 1);
-}
 
 // One cut: the region's graph with the current models and weight, its
 // minimum cut, and the new labels.
@@ -65,7 +37,6 @@ IplImage* KORUSEHybrid::segment() {
   g_cancelTimer = create_timer();
   start_cpu_timer(g_cancelTimer);
   traceStage("region");
-  std::vector<pixelVal> object, background;
 
   computeBoundingBox();
   preProcess();
@@ -87,7 +58,7 @@ IplImage* KORUSEHybrid::segment() {
   for (int k = 0; k < kPasses; ++k) {
     traceStage("models", k + 1);
     if (switching) mode = parallelLamdaSwtich(k);
-    switching = modelStep(*this, mode, k == 0, switching, object, background, samples);
+    switching = fitModels(*this, mode, k == 0, switching, samples);
     if (k == 0) mode = UPDATE_MODELS;
     cut(*this, k, samples);
     if (k < kSnapshots) m_iterLabel[k] = cvCloneImage(m_roiLabel);

@@ -17,6 +17,7 @@
 #include "colormodel/ModelUpdate.h"
 #include "colormodel/TrainingData.h"
 #include "engine/KORUSEHybrid.h"
+#include "engine/ModelFitting.h"
 #include "engine/RegionSamples.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/session/KORUSEMarker.h"
