@@ -1,5 +1,7 @@
-// The density of one mixture component, the computation behind gaussianProb,
-// GMMProb and assignCluster: one home, inlined where it is hot.
+// The density of one mixture component: the computation behind gaussianProb,
+// GMMProb and assignCluster, the packed one of the region's samples, and the
+// single-precision one of the block data terms. One home, inlined where it
+// is hot.
 #pragma once
 
 #include <cmath>
@@ -21,6 +23,26 @@ inline double quadraticForm(const double* a, const double* mean, const pixelVal&
 inline double componentDensity(const KORUSEColorModel& m, int k, const pixelVal& x) {
   if (m.m_determinants[k] == 0) return 0.0;
   return m.m_normFactors[k] * std::exp(-0.5 * quadraticForm(m.m_inverseCovariances[k], m.m_means[k], x));
+}
+
+// weight * density of component k as the block data terms evaluate it, in
+// the precision their models were tuned with: the differences and the
+// exponent -0.5 d'A d in float (rows summed as sum_i (sum_j A[i][j] d_j) d_i),
+// the term itself in double. Absent components are not skipped: their
+// weight and norm factor are 0.
+inline double blockComponentTerm(const KORUSEColorModel& m, int k, const double pixel[3]) {
+  const double* a = m.m_inverseCovariances[k];
+  const double* mean = m.m_means[k];
+  const float d[3] = {static_cast<float>(pixel[0] - mean[0]), static_cast<float>(pixel[1] - mean[1]),
+                      static_cast<float>(pixel[2] - mean[2])};
+  double q = 0.0;
+  for (int i = 0; i < 3; ++i) {
+    double row = 0.0;
+    for (int j = 0; j < 3; ++j) row += a[3 * i + j] * d[j];
+    q += row * d[i];
+  }
+  const float exponent = static_cast<float>(q * -0.5);
+  return m.m_normFactors[k] * m.m_weights[k] * std::exp(static_cast<double>(exponent));
 }
 
 // ---- all components side by side ---------------------------------------------

@@ -1,36 +1,9 @@
-// Building blocks shared by the region graph and the boundary band graph.
+// Building blocks shared by the region graph and the boundary band graph:
+// the grid edges. Their terminal capacities are in graph/DataTerms.h.
 #pragma once
 
-#include <cmath>
-
+#include "graph/DataTerms.h"
 #include "graph/KORUSEGraph.h"
-
-// The capacity that stands for an unbreakable tie to a terminal.
-constexpr double kHardCapacity = 1000.0;
-
-struct DataTerm {
-  double source;  // capacity from the source (object side)
-  double sink;    // capacity to the sink (background side)
-};
-
-// The two terminal capacities of a node as addtWeights receives them.
-struct TerminalCapacities {
-  float source;
-  float sink;
-};
-
-// A colour neither model explains (both densities 0) would give inf - inf in
-// the graph, a NaN the search cannot cut: kept apart on purpose, it prefers
-// neither side, so it gets no terminal capacity.
-inline TerminalCapacities terminalCapacities(DataTerm term) {
-  if (std::isinf(term.source) && std::isinf(term.sink)) term = {0.0, 0.0};
-  return {static_cast<float>(term.source), static_cast<float>(term.sink)};
-}
-
-inline void addDataTerm(KORUSEGraph& graph, int node, DataTerm term) {
-  const TerminalCapacities c = terminalCapacities(term);
-  graph.addtWeights(node, c.source, c.sink);
-}
 
 // Slot order of a node's four stored edges: left, upper-left, upper, upper-right.
 constexpr int kSlotDx[4] = {-1, -1, 0, 1};

@@ -11,11 +11,6 @@
 #include "support/KORUMemory.h"
 #include "support/LogSites.h"
 
-namespace {
-// Below this the two log-likelihoods of a grey pixel count as equal.
-const float kGreyTieTolerance = 0.0001f;
-}  // namespace
-
 void regionSample(const KORUSEHybrid& engine, int r, int c, uint8_t sample[3]) {
   const uint8_t* p = imagePixel(engine.m_roiImage, c, r);
   sample[0] = p[0];
@@ -27,14 +22,6 @@ void regionSample(const KORUSEHybrid& engine, int r, int c, uint8_t sample[3]) {
   const int x = KORUSEMarker::m_xMinBBox + c, y = KORUSEMarker::m_yMinBBox + r;
   sample[1] = *imagePixel(KORUSEMarker::m_texHor, x, y);
   sample[2] = *imagePixel(KORUSEMarker::m_texVer, x, y);
-}
-
-DataTerm dataTermOfDensities(double objectDensity, double backgroundDensity, bool grey) {
-  if (!grey) return {-std::log(backgroundDensity), -std::log(objectDensity)};
-  double a = std::log(backgroundDensity);
-  const double b = std::log(objectDensity);
-  if (static_cast<float>(std::fabs(b - a)) < kGreyTieTolerance) a = b;
-  return {-a, -b};
 }
 
 DataTerm sampleDataTerm(const KORUSEColorModel& fg, const KORUSEColorModel& bg, bool grey,

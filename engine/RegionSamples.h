@@ -25,12 +25,6 @@ class KORUSEHybrid;
 // working image.
 void regionSample(const KORUSEHybrid& engine, int r, int c, uint8_t sample[3]);
 
-// (source, sink) of a soft pixel from the mixture densities of its sample:
-// -ln of the background and of the object density. Grey mode:
-// log-likelihoods closer than 0.0001 count as equal (the background's is
-// replaced by the object's).
-DataTerm dataTermOfDensities(double objectDensity, double backgroundDensity, bool grey);
-
 // The plain computation: dataTermOfDensities of the two models' GMMProb.
 DataTerm sampleDataTerm(const KORUSEColorModel& fg, const KORUSEColorModel& bg, bool grey,
                         const uint8_t sample[3]);

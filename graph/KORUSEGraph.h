@@ -149,16 +149,17 @@ class KORUSEGraph {
 
   bool isBand() const { return band != nullptr; }
 
-  // ---- maximum flow (MaxFlow.cpp) ---------------------------------------------
+  // ---- maximum flow (MaxFlow.cpp; the entry point in parallel/MaxFlowEntry.cpp) --
 
   // Entry point: maxflowInit, then the serial search; returns the flow.
   // A whole grid may be built in part: nodes not added count as free with no
   // terminal capacity and edges not added as saturated (the storage must
   // hold width x height nodes; a band must be complete). Stops early (flag
-  // set, partial cut) when KORUSEMarker::m_exitApp is set or g_cancelTimer
-  // passes 10 s; callers check the flag and discard the result. With a
-  // thread count of 2 or more a whole grid is cut by the block search of
-  // ParallelGC instead and 0 is returned (the cut is what counts there).
+  // set, partial cut) when the segmentation is cancelled or over its budget
+  // (interface/session/Cancellation.h); callers check the flag and discard
+  // the result. With a thread count of 2 or more a whole grid is cut by the
+  // block search of ParallelGC instead and 0 is returned (the cut is what
+  // counts there).
   // Cost: no allocation; the cancel flag is read after every active node and
   // the clock after at most about a millisecond of work; each adoption walks
   // its candidates' chains towards the terminal as long as they can still

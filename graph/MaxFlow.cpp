@@ -1,5 +1,5 @@
 // The search loop and the growth of the two trees.
-#include "graph/ParallelGC.h"
+#include "graph/KORUSEGraph.h"
 #include "graph/SearchTree.h"
 #include "interface/session/Cancellation.h"
 #include "support/KORULog.h"
@@ -10,23 +10,6 @@ namespace {
 // noticed well within a millisecond while the clock costs next to nothing.
 constexpr int kWorkPerClockReading = 4096;
 }  // namespace
-
-float KORUSEGraph::maxFlow() {
-  const bool complete = completeGraph();
-  if (!complete && !completeUnbuiltGrid()) {
-    logBadCall("maxFlow", "graph storage does not hold its width x height grid");
-    return flowValue;
-  }
-  // The block search partitions complete grids; a partial one is cut serially
-  // (the same flow).
-  if (threadCount >= 2 && !band && complete) {
-    // The block search does not add up the flow: callers read the cut.
-    ParallelGC parallel(this, threadCount);
-    return parallel.maxFlow();
-  }
-  maxflowInit();
-  return maxFlowSerialCall();
-}
 
 void KORUSEGraph::maxflowInit() {
   emptyQueues();

@@ -12,7 +12,7 @@
 
 #include "colormodel/KORUSEColorModel.h"
 #include "graph/KORUSEGraph.h"
-#include "graph/ParallelGC.h"
+#include "graph/parallel/ParallelGC.h"
 #include "interface/session/KORUSEMarker.h"
 #include "support/KORUTimer.h"
 

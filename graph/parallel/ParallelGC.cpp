@@ -1,6 +1,6 @@
 // ParallelGC: construction, the block grid and the four phases of the block
 // max-flow with their worker threads.
-#include "graph/ParallelGC.h"
+#include "graph/parallel/ParallelGC.h"
 
 #include <cerrno>
 #include <cmath>

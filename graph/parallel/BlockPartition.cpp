@@ -10,7 +10,7 @@
 #include <cerrno>
 #include <new>
 
-#include "graph/ParallelGC.h"
+#include "graph/parallel/ParallelGC.h"
 #include "support/KORULog.h"
 
 // Marks the nodes of the rectangle x0..x1, y0..y1 that lie inside the grid.

@@ -4,7 +4,7 @@
 // the region.
 #include <algorithm>
 
-#include "graph/ParallelGC.h"
+#include "graph/parallel/ParallelGC.h"
 #include "support/KORULog.h"
 
 void ParallelGC::freeRecord(blockEdges* record) {

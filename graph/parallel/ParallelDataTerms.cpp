@@ -1,42 +1,16 @@
 // Data (terminal) capacities of a whole-image graph from the two colour
-// models, one thread per block of the block grid.
-//
-//   source = -logf(p2), sink = -logf(p1)   (p1, p2: densities of the first
-//   and second model); a fixed label gets lambda on one terminal instead.
-//
-// The likelihood is evaluated inline, both models in the same component loop,
-// in the precision the stored models were tuned with: differences and the
-// exponent in float, each component term in double, the sum in float.
+// models, one thread per block of the block grid: blockDataTerm of the two
+// densities (graph/DataTerms.h), each summed in float from the components'
+// blockComponentTerm (colormodel/ComponentDensity.h), both models in the
+// same component loop; a fixed label gets lambda on one terminal instead.
 #include <opencv2/core.hpp>
 
-#include <cmath>
 #include <new>
 
-#include "colormodel/KORUSEColorModel.h"
-#include "graph/ParallelGC.h"
+#include "colormodel/ComponentDensity.h"
+#include "graph/DataTerms.h"
+#include "graph/parallel/ParallelGC.h"
 #include "support/KORULog.h"
-
-namespace {
-
-// -0.5 d'A d with d in float, rows summed as sum_i (sum_j A[i][j] d_j) d_i.
-inline float halfQuadratic(const double* a, const double* mean, const double pixel[3]) {
-  const float d[3] = {static_cast<float>(pixel[0] - mean[0]), static_cast<float>(pixel[1] - mean[1]),
-                      static_cast<float>(pixel[2] - mean[2])};
-  double q = 0.0;
-  for (int i = 0; i < 3; ++i) {
-    double row = 0.0;
-    for (int j = 0; j < 3; ++j) row += a[3 * i + j] * d[j];
-    q += row * d[i];
-  }
-  return static_cast<float>(q * -0.5);
-}
-
-inline double componentTerm(const KORUSEColorModel& m, int k, const double pixel[3]) {
-  const float exponent = halfQuadratic(m.m_inverseCovariances[k], m.m_means[k], pixel);
-  return m.m_normFactors[k] * m.m_weights[k] * std::exp(static_cast<double>(exponent));
-}
-
-}  // namespace
 
 bool ParallelGC::dataTermInputs(const cv::Mat* image, const cv::Mat* labels,
                                 const KORUSEColorModel* first, const KORUSEColorModel* second,
@@ -84,8 +58,8 @@ void ParallelGC::ComputeGMMProbs(int blockRow, int blockColumn, const cv::Mat* i
                                static_cast<double>(pixels[3 * x + 2])};
       float p1 = 0.0f, p2 = 0.0f;
       for (int k = 0; k < kNumComponents; ++k) {
-        p1 = static_cast<float>(p1 + componentTerm(*firstModel, k, pixel));
-        p2 = static_cast<float>(p2 + componentTerm(*secondModel, k, pixel));
+        p1 = static_cast<float>(p1 + blockComponentTerm(*firstModel, k, pixel));
+        p2 = static_cast<float>(p2 + blockComponentTerm(*secondModel, k, pixel));
       }
       const int v = row[x];
       float source, sink;
@@ -96,8 +70,9 @@ void ParallelGC::ComputeGMMProbs(int blockRow, int blockColumn, const cv::Mat* i
         source = 0.0f;
         sink = hard;
       } else {
-        source = -logf(p2);
-        sink = -logf(p1);
+        const TerminalCapacities term = blockDataTerm(p1, p2);
+        source = term.source;
+        sink = term.sink;
       }
       view.addtWeights(y * width + x, source, sink);
     }
