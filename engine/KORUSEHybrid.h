@@ -105,7 +105,10 @@ class KORUSEHybrid {
 
   // Five cuts with model fitting and weight selection. Returns a new mask of
   // the source size (255 = object) owned by the caller, or null when
-  // cancelled or past the 10 s budget.
+  // cancelled or past the 10 s budget by the end of the last cut. A cancel
+  // that comes later only stops the refinement's search: its band is then
+  // labelled from the trees as they stand, and the mask is post-processed,
+  // recorded and returned all the same.
   IplImage* segment();
   // Homogeneous images: may fall back to the first cut's labelling.
   void chooseIter();

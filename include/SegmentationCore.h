@@ -41,9 +41,11 @@ int processSegment(int, int, int, unsigned int* blended, unsigned char* mask);
 // One-shot cut from a box (corners inclusive): a fresh session on `pixels`.
 int doSegmentationBB(int width, int height, unsigned int* pixels, int x1, int y1, int x2, int y2,
                      unsigned char* mask);
-// Asks a running segmentation to stop (any thread); it then yields no
-// result. The request stays in force, so later edits yield none either,
-// until resetSegmentationInterface or a new engine. Returns 1.
+// Asks a running segmentation to stop (any thread). Before its last cut
+// ends it then yields no result; later, only the full-resolution refinement
+// is cut short (its band labelled as far as its search got) and that result
+// is delivered and recorded. The request stays in force, so later edits
+// yield none, until resetSegmentationInterface or a new engine. Returns 1.
 int cancelSegmentation();
 // After cancelSegmentation: the next output call tears the session down.
 // Returns 1 when that is now pending, else 0.

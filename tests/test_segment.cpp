@@ -101,31 +101,67 @@ TEST_F(Segment, EachEditMovesOnlyItsOwnWayAndUndoRestores) {
   EXPECT_EQ(back, loop);
 }
 
-TEST_F(Segment, CancelReturnsNoResultAndReleasesTheRegion) {
-  LogCapture log;
-  openScene(discScene(1280, 960));
-  HostMask mask = blankMask(9);
-  Pixels preview(photo_.size(), 0);
-  std::thread canceller([] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    cancelSegmentation();
-  });
-  EXPECT_EQ(boxEdit(320, 150, 960, 810, &mask), 0);
-  canceller.join();
-  EXPECT_EQ(mask, blankMask(9));
-  EXPECT_TRUE(log.contains({ANDROID_LOG_ERROR, "Error", "Segmentation canceled due to timeout"}));
-  const KORUSEHybrid& e = *pHybrid;
-  EXPECT_EQ(e.m_roiImage, nullptr);
-  EXPECT_EQ(e.m_roiLabel, nullptr);
-  EXPECT_EQ(e.m_roiInitialLabel, nullptr);
-  for (IplImage* snapshot : e.m_iterLabel) EXPECT_EQ(snapshot, nullptr);
-  EXPECT_EQ(e.m_graph, nullptr);
-  EXPECT_EQ(canUndo() + canRedo(), 0);  // nothing recorded
+// A cancel from another thread that arrives as the edit reaches a stage:
+// the stage tracer raises the flag at that moment.
+struct CancelPoint {
+  const char* stage;
+  int index;
+  bool yields;  // a result comes all the same
+};
+CancelPoint g_cancelAt;
+void cancelOnArrival(const char* stage, int index) {
+  if (std::strcmp(stage, g_cancelAt.stage) == 0 && index == g_cancelAt.index) cancelSegmentation();
+}
 
-  // A cancel stays in force until the host starts over.
-  resetSegmentationInterface();
-  EXPECT_EQ(boxEdit(320, 150, 960, 810, &mask), 0);
-  EXPECT_GE(hostMaskIoU(mask, scene_), 0.95);
+// Up to the last cut, a cancel yields no result: the mask untouched, the
+// region's buffers released, nothing recorded. From then on the edit goes
+// on: the refinement's search stops at once and its band is labelled from
+// the trees as they stand, and the mask is post-processed, recorded and
+// delivered. Either way the cancel stays in force until the host starts
+// over, and the same edit then gives the uncancelled result.
+TEST_F(Segment, CancelBeforeTheMaskYieldsNothingAndAfterItTheRefinementStops) {
+  openScene(discScene(1280, 960));
+  HostMask uncancelled = blankMask();
+  ASSERT_EQ(boxEdit(320, 150, 960, 810, &uncancelled), 0);
+  const CancelPoint points[] = {{"region", 0, false}, {"models", 1, false}, {"search", 1, false},
+                                {"graph", 3, false},  {"search", 5, false}, {"mask", 0, true},
+                                {"refinement: search", 0, true}};
+  for (const CancelPoint& at : points) {
+    SCOPED_TRACE(testing::Message() << at.stage << " " << at.index);
+    openScene(discScene(1280, 960));
+    LogCapture log;
+    HostMask mask = blankMask(9);
+    g_cancelAt = at;
+    setStageTracer(cancelOnArrival);
+    EXPECT_EQ(boxEdit(320, 150, 960, 810, &mask), 0);
+    setStageTracer(nullptr);
+    const bool toldCancelled = log.contains({ANDROID_LOG_ERROR, "Error", "Segmentation canceled due to timeout"});
+    const KORUSEHybrid& e = *pHybrid;
+    EXPECT_EQ(e.m_roiImage, nullptr);
+    EXPECT_EQ(e.m_roiLabel, nullptr);
+    EXPECT_EQ(e.m_roiInitialLabel, nullptr);
+    for (IplImage* snapshot : e.m_iterLabel) EXPECT_EQ(snapshot, nullptr);
+    EXPECT_EQ(e.m_graph, nullptr);
+    EXPECT_EQ(e.m_trimapGraph, nullptr);
+    if (at.yields) {
+      EXPECT_FALSE(toldCancelled);
+      EXPECT_NE(mask, uncancelled) << "the band was cut all the same";
+      EXPECT_GE(hostMaskIoU(mask, scene_), 0.9);  // only the band is judged by its data terms alone
+      HostMask back = blankMask();
+      redo(nullptr, back.data());  // the newest entry: this result
+      EXPECT_EQ(back, mask);
+    } else {
+      EXPECT_TRUE(toldCancelled);
+      EXPECT_EQ(mask, blankMask(9));
+      EXPECT_EQ(canUndo() + canRedo(), 0);  // nothing recorded
+    }
+    HostMask later = blankMask(9);
+    EXPECT_EQ(boxEdit(320, 150, 960, 810, &later), 0);
+    EXPECT_EQ(later, blankMask(9)) << "a cancel stays in force";
+    resetSegmentationInterface();
+    EXPECT_EQ(boxEdit(320, 150, 960, 810, &later), 0);
+    EXPECT_EQ(later, uncancelled);
+  }
 }
 
 // The driver builds each cut's graph from data capacities kept across the
