@@ -7,9 +7,9 @@
 
 #include "colormodel/KMeansInit.h"
 #include "interface/session/KORUSEMarker.h"
-#include "support/Marks.h"
 #include "support/ImageRows.h"
 #include "support/KORULog.h"
+#include "support/Marks.h"
 
 namespace {
 

@@ -6,12 +6,12 @@
 // densities computed on the spot; buildRegionGraph, which the driver uses,
 // takes them from the edit's RegionSamples and must give the same graph.
 #include "engine/KORUSEHybrid.h"
-#include "engine/RegionSamples.h"
 #include "engine/RegionGraph.h"
+#include "engine/RegionSamples.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/session/KORUSEMarker.h"
-#include "support/Marks.h"
 #include "support/ImageRows.h"
+#include "support/Marks.h"
 
 namespace {
 const DataTerm kHardBackground = {0.0, kHardCapacity};

@@ -9,11 +9,11 @@
 #include "graph/KORUSEGraph.h"
 #include "interface/session/Cancellation.h"
 #include "interface/session/KORUSEMarker.h"
-#include "support/OwnedImage.h"
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
 #include "support/KORUTimer.h"
 #include "support/LogSites.h"
+#include "support/OwnedImage.h"
 
 namespace {
 // The working image is aimed at 320 x 240 = 76,800 pixels.

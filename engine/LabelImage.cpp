@@ -12,13 +12,13 @@
 #include "graph/KORUSEGraph.h"
 #include "history/KORUSEManageUndoRedo.h"
 #include "interface/session/KORUSEMarker.h"
-#include "support/Marks.h"
-#include "support/OwnedImage.h"
-#include "support/KORULog.h"
 #include "support/ImageRows.h"
-#include "support/NearestSampling.h"
-#include "support/StageTrace.h"
+#include "support/KORULog.h"
 #include "support/LogSites.h"
+#include "support/Marks.h"
+#include "support/NearestSampling.h"
+#include "support/OwnedImage.h"
+#include "support/StageTrace.h"
 
 namespace {
 // A brush stroke's soft halo: 5 % of the image's geometric mean side.

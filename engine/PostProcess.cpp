@@ -8,10 +8,10 @@
 #include "engine/KORUSEHybrid.h"
 #include "engine/MaskCleaning.h"
 #include "interface/session/KORUSEMarker.h"
-#include "support/Marks.h"
 #include "support/ImageRows.h"
 #include "support/KORULog.h"
 #include "support/LogSites.h"
+#include "support/Marks.h"
 
 namespace {
 // A usable 8-bit, 1-channel mask, or an empty matrix after logging.

@@ -9,12 +9,12 @@
 
 #include "engine/KORUSEHybrid.h"
 #include "interface/session/KORUSEMarker.h"
+#include "support/Gradient.h"
+#include "support/ImageRows.h"
+#include "support/KORULog.h"
+#include "support/LogSites.h"
 #include "support/Marks.h"
 #include "support/OwnedImage.h"
-#include "support/Gradient.h"
-#include "support/KORULog.h"
-#include "support/ImageRows.h"
-#include "support/LogSites.h"
 
 namespace {
 // Mean channel spread |c0 - c1| + |c0 - c2| below this: a grey photo.

@@ -17,13 +17,13 @@
 #include "engine/KORUSEHybrid.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/session/KORUSEMarker.h"
-#include "support/Marks.h"
 #include "support/ImageRows.h"
 #include "support/KORULog.h"
 #include "support/LargePages.h"
+#include "support/LogSites.h"
+#include "support/Marks.h"
 #include "support/NearestSampling.h"
 #include "support/StageTrace.h"
-#include "support/LogSites.h"
 
 namespace {
 // How many of {dilate 3, dilate 1, erode 1, erode 3} hold a pixel -> trimap value.

@@ -6,8 +6,8 @@
 #include "engine/KORUSEHybrid.h"
 #include "engine/SmoothnessTable.h"
 #include "interface/session/KORUSEMarker.h"
-#include "support/KORUMemory.h"
 #include "support/ImageRows.h"
+#include "support/KORUMemory.h"
 #include "support/LogSites.h"
 
 namespace {

@@ -13,12 +13,12 @@
 #include "engine/KORUSEHybrid.h"
 #include "engine/ModelSteps.h"
 #include "interface/session/KORUSEMarker.h"
-#include "support/Marks.h"
 #include "support/Gradient.h"
+#include "support/ImageRows.h"
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
-#include "support/ImageRows.h"
 #include "support/LogSites.h"
+#include "support/Marks.h"
 
 namespace {
 const float kColourCandidates[3] = {static_cast<float>(kStrongestLambda), 13.513f, 8.0f};

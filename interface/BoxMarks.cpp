@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "support/Marks.h"
 #include "support/ImageRows.h"
 #include "support/LargePages.h"
+#include "support/Marks.h"
 
 std::vector<int> traceBoxBorder(int x1, int y1, int x2, int y2) {
   std::vector<int> points;

@@ -3,15 +3,15 @@
 #include <algorithm>
 #include <vector>
 
-#include "SegmentationCore.h"
 #include "history/KORUSEManageUndoRedo.h"
 #include "interface/BoxMarks.h"
 #include "interface/ExportGuard.h"
 #include "interface/session/KORUSEMarker.h"
+#include "interface/SessionGlobals.h"
+#include "SegmentationCore.h"
+#include "support/KORULog.h"
 #include "support/Marks.h"
 #include "support/OwnedImage.h"
-#include "interface/SessionGlobals.h"
-#include "support/KORULog.h"
 #include "support/StageTrace.h"
 
 int doSegmentationBB(int width, int height, unsigned int* pixels, int x1, int y1, int x2, int y2,

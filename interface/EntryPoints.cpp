@@ -1,18 +1,18 @@
 // The exported session functions: photo, engine, one edit at a time.
 #include <algorithm>
 
-#include "SegmentationCore.h"
 #include "engine/KORUSEHybrid.h"
 #include "history/KORUSEManageUndoRedo.h"
 #include "interface/ExportGuard.h"
 #include "interface/session/KORUSEMarker.h"
-#include "support/OwnedImage.h"
 #include "interface/SessionGlobals.h"
-#include "support/KORULog.h"
-#include "support/StageTrace.h"
-#include "support/LargePages.h"
+#include "SegmentationCore.h"
 #include "support/ImageRows.h"
+#include "support/KORULog.h"
+#include "support/LargePages.h"
 #include "support/LogSites.h"
+#include "support/OwnedImage.h"
+#include "support/StageTrace.h"
 
 int setSourceImage(int width, int height, unsigned int* pixels) {
   return exportGuard("setSourceImage", 0, [&] {

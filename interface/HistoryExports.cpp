@@ -3,9 +3,9 @@
 #include "SegmentationCore.h"
 #include "history/KORUSEManageUndoRedo.h"
 #include "interface/ExportGuard.h"
-#include "support/OwnedImage.h"
 #include "interface/SessionGlobals.h"
 #include "support/KORULog.h"
+#include "support/OwnedImage.h"
 
 // A null step result means "show the plain photo"; the mask stays as it was.
 static int deliver(const char* function, IplImage* (*step)(), unsigned int* blended,

@@ -6,16 +6,16 @@
 #include <algorithm>
 #include <cstring>
 
-#include "SegmentationCore.h"
 #include "history/KORUSEManageUndoRedo.h"
 #include "interface/ExportGuard.h"
 #include "interface/session/KORUSEMarker.h"
-#include "support/Marks.h"
-#include "support/OwnedImage.h"
 #include "interface/SessionGlobals.h"
+#include "SegmentationCore.h"
 #include "support/ImageRows.h"
 #include "support/KORULog.h"
 #include "support/LogSites.h"
+#include "support/Marks.h"
+#include "support/OwnedImage.h"
 
 namespace {
 const unsigned int kOutlineColour = 0xFFFFFF00u;  // opaque yellow

@@ -1,15 +1,15 @@
 #include "interface/session/KORUSEMarker.h"
-#include "support/OwnedImage.h"
 #include "interface/SessionGlobals.h"
+#include "support/OwnedImage.h"
 
 #include <climits>
 
-#include "SegmentationCore.h"
 #include "engine/KORUSEHybrid.h"
 #include "history/KORUSEManageUndoRedo.h"
+#include "SegmentationCore.h"
+#include "support/ImageRows.h"
 #include "support/KORULog.h"
 #include "support/LargePages.h"
-#include "support/ImageRows.h"
 #include "support/LogSites.h"
 
 KORUSEHybrid* pHybrid = nullptr;
