@@ -9,7 +9,7 @@ TEST(Robot, NotBuilt) { GTEST_SKIP() << "the robot user is built only with SEG_B
 #include <cmath>
 #include <opencv2/imgproc.hpp>
 
-#include "SyntheticScene.h"
+#include "testing/SyntheticScene.h"
 #include "tools/cutout/RobotUser.h"
 
 namespace {

@@ -17,7 +17,7 @@
 #include "Photo.h"
 #include "Replay.h"
 #include "RobotUser.h"
-#include "SyntheticScene.h"
+#include "testing/SyntheticScene.h"
 
 namespace {
 
