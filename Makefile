@@ -37,7 +37,7 @@ DEMO_OUT ?= out/demo
 demo: deps
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo
 	cmake --build $(BUILD) -j$(JOBS) --target cutout
-	$(BUILD)/tools/cutout data/samples/coffee.png --box 72,14,482,392 -o $(DEMO_OUT)
+	$(BUILD)/tools/cutout/cutout data/samples/coffee.png --box 72,14,482,392 -o $(DEMO_OUT)
 	@echo "Open $(DEMO_OUT)/preview.png (the outline) and $(DEMO_OUT)/cutout.png (the cut-out)."
 
 test: build
@@ -172,6 +172,6 @@ test-browser: deps
 	@[ -d $(BROWSER_TEST)/node_modules/playwright-core ] || \
 	  PLAYWRIGHT_SKIP_BROWSER_DOWNLOAD=1 npm install --prefix $(BROWSER_TEST) --no-save --no-package-lock \
 	    --no-audit --no-fund $(PLAYWRIGHT)
-	PLAYGROUND=$(BUILD)/tools/playground/playground CUTOUT=$(BUILD)/tools/cutout \
+	PLAYGROUND=$(BUILD)/tools/playground/playground CUTOUT=$(BUILD)/tools/cutout/cutout \
 	  SHOTS=$(BUILD)/playground-shots NODE_PATH=$(BROWSER_TEST)/node_modules \
 	  node --test tools/playground/test/

@@ -7,7 +7,7 @@
 #include <opencv2/imgproc.hpp>
 #include <thread>
 
-#include "tools/cutout/SessionFile.h"
+#include "tools/host/SessionFile.h"
 #include "tools/playground/PhotoHeader.h"
 #include "tools/playground/WorkerProtocol.h"
 
