@@ -8,8 +8,8 @@
 #include <thread>
 
 #include "tools/host/SessionFile.h"
-#include "tools/playground/PhotoHeader.h"
-#include "tools/playground/WorkerProtocol.h"
+#include "tools/playground/server/PhotoHeader.h"
+#include "tools/playground/worker/WorkerProtocol.h"
 
 namespace {
 
