@@ -7,9 +7,7 @@ install(TARGETS SegmentationCore EXPORT SegmentationCoreTargets
 install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT SegmentationCoreTargets NAMESPACE SegmentationCore::
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/SegmentationCore)
-file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/SegmentationCoreConfig.cmake.in
-  "@PACKAGE_INIT@\ninclude(CMakeFindDependencyMacro)\nfind_dependency(Threads)\ninclude(\${CMAKE_CURRENT_LIST_DIR}/OpenCVParts.cmake)\nseg_opencv_target(core imgproc)\ninclude(\${CMAKE_CURRENT_LIST_DIR}/SegmentationCoreTargets.cmake)\n")
-configure_package_config_file(${CMAKE_CURRENT_BINARY_DIR}/SegmentationCoreConfig.cmake.in
+configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/SegmentationCoreConfig.cmake.in
   ${CMAKE_CURRENT_BINARY_DIR}/SegmentationCoreConfig.cmake
   INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/SegmentationCore)
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/SegmentationCoreConfigVersion.cmake
