@@ -1,6 +1,11 @@
 # find_package(SegmentationCore) for hosts that build against an installed copy.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
+if(NOT ANDROID)
+  # Debian's liblog lies outside the loader's path (AndroidLog.cmake). Install
+  # rewrites the run path, so name its folder again for the installed copy.
+  set_target_properties(SegmentationCore PROPERTIES INSTALL_RPATH "${ANDROID_LOG_DIR}")
+endif()
 install(TARGETS SegmentationCore EXPORT SegmentationCoreTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
