@@ -1,8 +1,17 @@
 # Front door: `make demo`, `make test`, `make playground` and `make test-asan`
 # install what is missing, configure, build and run.
-BUILD      ?= build
-BUILD_ASAN ?= build-asan
-JOBS       ?= $(shell nproc)
+# Build folders, one per kind of build; `make clean` removes them all.
+BUILD        ?= build
+BUILD_ASAN   ?= build-asan
+BUILD_FUZZ   ?= build-fuzz
+BUILD_TSAN   ?= build-tsan
+BUILD_STRESS ?= build-stress
+BUILD_ARM64  ?= build-arm64
+BUILD_ARMHF  ?= build-armhf
+BUILD_UCHAR  ?= build-uchar
+BUILD_DIRS   := $(BUILD) $(BUILD_ASAN) $(BUILD_FUZZ) $(BUILD_TSAN) $(BUILD_STRESS) $(BUILD_ARM64) \
+                $(BUILD_ARMHF) $(BUILD_UCHAR)
+JOBS         ?= $(shell nproc)
 
 # Debian packages the build needs (tests and benchmarks included).
 PACKAGES := cmake g++ make libopencv-core-dev libopencv-imgproc-dev android-liblog-dev \
@@ -49,7 +58,7 @@ test-asan: deps
 	cd $(BUILD_ASAN) && ctest --output-on-failure -j$(JOBS)
 
 clean:
-	rm -rf $(BUILD) $(BUILD_ASAN)
+	rm -rf $(BUILD_DIRS)
 
 # ---- hardening ----------------------------------------------------------------
 # make fuzz [FUZZ_SECONDS=60]  libFuzzer (clang, ASan + UBSan) on the session calls
@@ -60,12 +69,6 @@ clean:
 # make test-armhf              cross-built suite for 32-bit arm under qemu-arm (armhf
 #                              libraries unpacked under ~/.cache, not installed)
 # make test-unsigned-char      the suite built with -funsigned-char, as on arm
-BUILD_FUZZ    ?= build-fuzz
-BUILD_TSAN    ?= build-tsan
-BUILD_STRESS  ?= build-stress
-BUILD_ARM64   ?= build-arm64
-BUILD_ARMHF   ?= build-armhf
-BUILD_UCHAR   ?= build-uchar
 FUZZ_SECONDS  ?= 60
 FUZZ_PACKAGES := clang libclang-rt-14-dev
 ARM64_PACKAGES := g++-aarch64-linux-gnu qemu-user libopencv-core-dev:arm64 \
