@@ -1,8 +1,17 @@
 # Front door: `make demo`, `make test`, `make playground` and `make test-asan`
 # install what is missing, configure, build and run.
-BUILD      ?= build
-BUILD_ASAN ?= build-asan
-JOBS       ?= $(shell nproc)
+# Build folders, one per kind of build; `make clean` removes them all.
+BUILD        ?= build
+BUILD_ASAN   ?= build-asan
+BUILD_FUZZ   ?= build-fuzz
+BUILD_TSAN   ?= build-tsan
+BUILD_STRESS ?= build-stress
+BUILD_ARM64  ?= build-arm64
+BUILD_ARMHF  ?= build-armhf
+BUILD_UCHAR  ?= build-uchar
+BUILD_DIRS   := $(BUILD) $(BUILD_ASAN) $(BUILD_FUZZ) $(BUILD_TSAN) $(BUILD_STRESS) $(BUILD_ARM64) \
+                $(BUILD_ARMHF) $(BUILD_UCHAR)
+JOBS         ?= $(shell nproc)
 
 # Debian packages the build needs (tests and benchmarks included).
 PACKAGES := cmake g++ make libopencv-core-dev libopencv-imgproc-dev android-liblog-dev \
@@ -37,7 +46,7 @@ DEMO_OUT ?= out/demo
 demo: deps
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo
 	cmake --build $(BUILD) -j$(JOBS) --target cutout
-	$(BUILD)/tools/cutout data/samples/coffee.png --box 72,14,482,392 -o $(DEMO_OUT)
+	$(BUILD)/tools/cutout/cutout data/samples/coffee.png --box 72,14,482,392 -o $(DEMO_OUT)
 	@echo "Open $(DEMO_OUT)/preview.png (the outline) and $(DEMO_OUT)/cutout.png (the cut-out)."
 
 test: build
@@ -49,7 +58,7 @@ test-asan: deps
 	cd $(BUILD_ASAN) && ctest --output-on-failure -j$(JOBS)
 
 clean:
-	rm -rf $(BUILD) $(BUILD_ASAN)
+	rm -rf $(BUILD_DIRS)
 
 # ---- hardening ----------------------------------------------------------------
 # make fuzz [FUZZ_SECONDS=60]  libFuzzer (clang, ASan + UBSan) on the session calls
@@ -60,12 +69,6 @@ clean:
 # make test-armhf              cross-built suite for 32-bit arm under qemu-arm (armhf
 #                              libraries unpacked under ~/.cache, not installed)
 # make test-unsigned-char      the suite built with -funsigned-char, as on arm
-BUILD_FUZZ    ?= build-fuzz
-BUILD_TSAN    ?= build-tsan
-BUILD_STRESS  ?= build-stress
-BUILD_ARM64   ?= build-arm64
-BUILD_ARMHF   ?= build-armhf
-BUILD_UCHAR   ?= build-uchar
 FUZZ_SECONDS  ?= 60
 FUZZ_PACKAGES := clang libclang-rt-14-dev
 ARM64_PACKAGES := g++-aarch64-linux-gnu qemu-user libopencv-core-dev:arm64 \
@@ -172,6 +175,6 @@ test-browser: deps
 	@[ -d $(BROWSER_TEST)/node_modules/playwright-core ] || \
 	  PLAYWRIGHT_SKIP_BROWSER_DOWNLOAD=1 npm install --prefix $(BROWSER_TEST) --no-save --no-package-lock \
 	    --no-audit --no-fund $(PLAYWRIGHT)
-	PLAYGROUND=$(BUILD)/tools/playground/playground CUTOUT=$(BUILD)/tools/cutout \
+	PLAYGROUND=$(BUILD)/tools/playground/playground CUTOUT=$(BUILD)/tools/cutout/cutout \
 	  SHOTS=$(BUILD)/playground-shots NODE_PATH=$(BROWSER_TEST)/node_modules \
 	  node --test tools/playground/test/

@@ -15,8 +15,8 @@
 #include "graph/KORUSEGraph.h"
 #include "interface/SessionGlobals.h"
 #include "support/StageTrace.h"
-#include "tools/cutout/BenchmarkFolder.h"
-#include "tools/cutout/Photo.h"
+#include "tools/host/BenchmarkFolder.h"
+#include "tools/host/Photo.h"
 
 struct CapturedGraph {
   std::string name;             // "coffee@0.24MP cut 3", "coffee@2.5MP band"

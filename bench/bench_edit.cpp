@@ -32,8 +32,8 @@
 
 #include "SegmentationCore.h"
 #include "support/StageTrace.h"
-#include "tools/cutout/BenchmarkFolder.h"
-#include "tools/cutout/Photo.h"
+#include "tools/host/BenchmarkFolder.h"
+#include "tools/host/Photo.h"
 
 namespace {
 

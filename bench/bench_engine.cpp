@@ -4,7 +4,7 @@
 #include <opencv2/imgproc/imgproc_c.h>
 
 #include "SegmentationCore.h"
-#include "SyntheticScene.h"
+#include "testing/SyntheticScene.h"
 #include "colormodel/TrainingData.h"
 #include "engine/KORUSEHybrid.h"
 #include "engine/RegionSamples.h"

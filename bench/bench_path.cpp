@@ -20,9 +20,9 @@
 #include <cstdlib>
 #include <new>
 
-#include "SyntheticScene.h"
 #include "path/PathSearch.h"
 #include "path/PlainPathSearch.h"
+#include "testing/SyntheticScene.h"
 
 // ---- counting allocator ------------------------------------------------------
 

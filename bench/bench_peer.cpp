@@ -19,8 +19,8 @@
 #include <vector>
 
 #include "SegmentationCore.h"
-#include "tools/cutout/BenchmarkFolder.h"
-#include "tools/cutout/Photo.h"
+#include "tools/host/BenchmarkFolder.h"
+#include "tools/host/Photo.h"
 
 namespace {
 

@@ -1,15 +1,18 @@
 # find_package(SegmentationCore) for hosts that build against an installed copy.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
+if(NOT ANDROID)
+  # Debian's liblog lies outside the loader's path (AndroidLog.cmake). Install
+  # rewrites the run path, so name its folder again for the installed copy.
+  set_target_properties(SegmentationCore PROPERTIES INSTALL_RPATH "${ANDROID_LOG_DIR}")
+endif()
 install(TARGETS SegmentationCore EXPORT SegmentationCoreTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT SegmentationCoreTargets NAMESPACE SegmentationCore::
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/SegmentationCore)
-file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/SegmentationCoreConfig.cmake.in
-  "@PACKAGE_INIT@\ninclude(CMakeFindDependencyMacro)\nfind_dependency(Threads)\ninclude(\${CMAKE_CURRENT_LIST_DIR}/OpenCVParts.cmake)\nseg_opencv_target(core imgproc)\ninclude(\${CMAKE_CURRENT_LIST_DIR}/SegmentationCoreTargets.cmake)\n")
-configure_package_config_file(${CMAKE_CURRENT_BINARY_DIR}/SegmentationCoreConfig.cmake.in
+configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/SegmentationCoreConfig.cmake.in
   ${CMAKE_CURRENT_BINARY_DIR}/SegmentationCoreConfig.cmake
   INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/SegmentationCore)
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/SegmentationCoreConfigVersion.cmake

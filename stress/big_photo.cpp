@@ -15,9 +15,9 @@
 #include <vector>
 
 #include "SegmentationCore.h"
-#include "SyntheticScene.h"
 #include "engine/KORUSEHybrid.h"
 #include "interface/SessionGlobals.h"
+#include "testing/SyntheticScene.h"
 
 namespace {
 

@@ -24,7 +24,7 @@
 #include <vector>
 
 #include "SegmentationCore.h"
-#include "SyntheticScene.h"
+#include "testing/SyntheticScene.h"
 
 namespace {
 

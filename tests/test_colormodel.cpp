@@ -16,7 +16,7 @@
 #include <set>
 #include <vector>
 
-#include "LogCapture.h"
+#include "testing/LogCapture.h"
 #include "colormodel/ClusterInfo.h"
 #include "colormodel/ComponentDensity.h"
 #include "colormodel/KMeans.h"

@@ -8,10 +8,10 @@
 #include <random>
 #include <vector>
 
-#include "LogCapture.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/session/KORUSEMarker.h"
 #include "support/KORUTimer.h"
+#include "testing/LogCapture.h"
 
 namespace {
 

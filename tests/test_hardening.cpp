@@ -5,8 +5,8 @@
 #include <climits>
 #include <string>
 
-#include "LogCapture.h"
 #include "SessionFixture.h"
+#include "testing/LogCapture.h"
 
 static size_t linesStartingWith(const LogCapture& log, const std::string& prefix) {
   auto lines = log.lines();

@@ -2,9 +2,9 @@
 
 #include <opencv2/imgproc/imgproc_c.h>
 
-#include "LogCapture.h"
+#include "testing/LogCapture.h"
 #include "SessionFixture.h"
-#include "SyntheticScene.h"
+#include "testing/SyntheticScene.h"
 #include "engine/KORUSEHybrid.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/session/KORUSEMarker.h"

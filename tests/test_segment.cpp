@@ -10,9 +10,9 @@
 #include <string>
 #include <thread>
 
-#include "LogCapture.h"
+#include "testing/LogCapture.h"
 #include "SessionFixture.h"
-#include "SyntheticScene.h"
+#include "testing/SyntheticScene.h"
 #include "engine/BoundaryContrast.h"
 #include "colormodel/ModelUpdate.h"
 #include "colormodel/TrainingData.h"

@@ -9,9 +9,9 @@
 #include <thread>
 #include <utility>
 
-#include "LogCapture.h"
+#include "testing/LogCapture.h"
 #include "SessionFixture.h"
-#include "SyntheticScene.h"
+#include "testing/SyntheticScene.h"
 #include "interface/BoxMarks.h"
 #include "interface/session/KORUSEMarker.h"
 #include "support/Marks.h"

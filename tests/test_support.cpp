@@ -5,11 +5,11 @@
 #include <cstdlib>
 #include <string>
 
-#include "LogCapture.h"
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
 #include "support/KORUTimer.h"
 #include "support/NearestSampling.h"
+#include "testing/LogCapture.h"
 
 #include <opencv2/imgproc/imgproc_c.h>
 

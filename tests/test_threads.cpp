@@ -11,9 +11,9 @@
 #include <thread>
 
 #include "SessionFixture.h"
-#include "SyntheticScene.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/session/KORUSEMarker.h"
+#include "testing/SyntheticScene.h"
 
 class CancelRace : public SessionTest {
  protected:

@@ -6,9 +6,9 @@
 #include <iostream>
 #include <vector>
 
-#include "Failure.h"
-#include "PeerCuts.h"
-#include "RobotUser.h"
+#include "tools/eval/PeerCuts.h"
+#include "tools/eval/robot/RobotUser.h"
+#include "tools/host/Failure.h"
 
 namespace {
 
@@ -40,20 +40,15 @@ void addCutOptions(CLI::App& app, CutArguments& cut, std::vector<int>& box) {
   app.add_flag("--every-step", cut.everyStep, "Also write the outputs of every step");
 }
 
-// A folder the build knows of, when it is there; "" otherwise.
+// A folder the build knows of (tools/host/CMakeLists.txt names them), when it
+// is there; "" otherwise.
 std::string folderIfThere(const char* path) {
   std::error_code error;
   return path && std::filesystem::is_directory(path, error) ? path : "";
 }
 
 // The benchmark folder beside the repository, when it is there.
-std::string defaultEvalDir() {
-#ifdef SEG_DEFAULT_EVAL_DIR
-  return folderIfThere(SEG_DEFAULT_EVAL_DIR);
-#else
-  return "";
-#endif
-}
+std::string defaultEvalDir() { return folderIfThere(SEG_DEFAULT_EVAL_DIR); }
 
 CLI::App* addEvalCommand(CLI::App& app, EvalArguments& eval) {
   CLI::App* sub = app.add_subcommand(
@@ -99,13 +94,7 @@ CLI::App* addEvalCommand(CLI::App& app, EvalArguments& eval) {
 }
 
 // The bundled sample photos, when the repository is there.
-std::string defaultSamplesDir() {
-#ifdef SEG_SAMPLES_DIR
-  return folderIfThere(SEG_SAMPLES_DIR);
-#else
-  return "";
-#endif
-}
+std::string defaultSamplesDir() { return folderIfThere(SEG_SAMPLES_DIR); }
 
 CLI::App* addFingerprintCommand(CLI::App& app, FingerprintArguments& f) {
   CLI::App* sub = app.add_subcommand(

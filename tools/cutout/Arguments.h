@@ -1,6 +1,7 @@
 // The command line. The default command cuts one photo; more commands (such as
 // an evaluation over many photos) are added as subcommands beside it, each
-// with its own options struct and its own value of Command.
+// with its own options struct (eval's lives with eval, in tools/eval/Eval.h)
+// and its own value of Command.
 #pragma once
 
 #include <array>
@@ -8,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "RobotUser.h"
+#include "tools/eval/Eval.h"
 
 enum class Command {
   Help,  // --help was asked for and has been printed
@@ -23,13 +24,6 @@ struct CutArguments {
   std::string edits;                      // session file; empty with --box
   std::string outDir = "out";             // created when missing
   bool everyStep = false;                 // one set of outputs per step as well
-};
-
-struct EvalArguments {
-  std::string dir;                 // benchmark folder: images/, truth/, boxes.tsv, lasso/
-  std::string outDir = "out/eval";  // eval.csv and eval.svg; created when missing
-  std::string masks;               // optional folder of saved masks NAME.png, scored beside
-  RobotStyle robot = RobotStyle::Person;  // how the robot user corrects
 };
 
 struct FingerprintArguments {

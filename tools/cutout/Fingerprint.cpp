@@ -10,14 +10,14 @@
 #include <mutex>
 #include <opencv2/imgproc.hpp>
 
-#include "BenchmarkFolder.h"
-#include "Failure.h"
-#include "FreshGenerator.h"
-#include "Fnv1a.h"
-#include "Photo.h"
-#include "Replay.h"
-#include "RobotUser.h"
-#include "SyntheticScene.h"
+#include "testing/SyntheticScene.h"
+#include "tools/eval/robot/RobotUser.h"
+#include "tools/host/BenchmarkFolder.h"
+#include "tools/host/Failure.h"
+#include "tools/host/Fnv1a.h"
+#include "tools/host/FreshGenerator.h"
+#include "tools/host/Photo.h"
+#include "tools/host/Replay.h"
 
 namespace {
 

@@ -12,13 +12,13 @@
 #include <vector>
 
 #include "Arguments.h"
-#include "Eval.h"
-#include "Failure.h"
 #include "Fingerprint.h"
-#include "Outputs.h"
-#include "Photo.h"
-#include "Replay.h"
-#include "SessionFile.h"
+#include "tools/eval/Eval.h"
+#include "tools/host/Failure.h"
+#include "tools/host/Outputs.h"
+#include "tools/host/Photo.h"
+#include "tools/host/Replay.h"
+#include "tools/host/SessionFile.h"
 
 namespace {
 

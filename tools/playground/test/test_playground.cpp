@@ -21,7 +21,7 @@
 #include <thread>
 #include <vector>
 
-#include "tools/cutout/Photo.h"
+#include "tools/host/Photo.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;

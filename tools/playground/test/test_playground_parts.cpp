@@ -7,9 +7,9 @@
 #include <opencv2/imgproc.hpp>
 #include <thread>
 
-#include "tools/cutout/SessionFile.h"
-#include "tools/playground/PhotoHeader.h"
-#include "tools/playground/WorkerProtocol.h"
+#include "tools/host/SessionFile.h"
+#include "tools/playground/server/PhotoHeader.h"
+#include "tools/playground/worker/WorkerProtocol.h"
 
 namespace {
 

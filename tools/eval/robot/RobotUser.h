@@ -15,7 +15,7 @@
 #include <optional>
 #include <vector>
 
-#include "SessionFile.h"
+#include "tools/host/SessionFile.h"
 
 constexpr double kRobotGoalIoU = 0.95;  // IoU that counts as done
 constexpr int kRobotMaxStrokes = 10;    // the robot gives up after this many

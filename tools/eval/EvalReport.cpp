@@ -11,9 +11,9 @@
 #include <fstream>
 #include <system_error>
 
-#include "Failure.h"
 #include "PeerCuts.h"
-#include "RobotUser.h"
+#include "tools/eval/robot/RobotUser.h"
+#include "tools/host/Failure.h"
 
 namespace {
 

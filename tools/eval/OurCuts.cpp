@@ -6,8 +6,8 @@
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
-#include "FreshGenerator.h"
-#include "Stopwatch.h"
+#include "tools/host/FreshGenerator.h"
+#include "tools/host/Stopwatch.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "RobotUser.h"
+#include "tools/eval/robot/RobotUser.h"
 
 // The methods compared, in the order of every table, file and chart.
 enum Method : int { kOurBox, kOurLasso, kGrabCut, kSavedMasks, kMethodCount };

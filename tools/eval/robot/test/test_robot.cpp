@@ -2,15 +2,11 @@
 // scenes whose missed part is known.
 #include <gtest/gtest.h>
 
-#ifndef SEG_ROBOT_USER
-TEST(Robot, NotBuilt) { GTEST_SKIP() << "the robot user is built only with SEG_BUILD_TOOLS"; }
-#else
-
 #include <cmath>
 #include <opencv2/imgproc.hpp>
 
-#include "SyntheticScene.h"
-#include "tools/cutout/RobotUser.h"
+#include "testing/SyntheticScene.h"
+#include "tools/eval/robot/RobotUser.h"
 
 namespace {
 
@@ -121,5 +117,3 @@ TEST(Robot, PerfectMaskNeedsNoCorrection) {
 }
 
 }  // namespace
-
-#endif

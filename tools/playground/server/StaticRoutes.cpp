@@ -7,7 +7,7 @@
 
 #include "PhotoHeader.h"
 #include "Replies.h"
-#include "tools/cutout/BenchmarkFolder.h"
+#include "tools/host/BenchmarkFolder.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;

@@ -11,7 +11,7 @@
 #include <optional>
 #include <string>
 
-#include "WorkerProtocol.h"
+#include "tools/playground/worker/WorkerProtocol.h"
 
 class WorkerProcess {
  public:

@@ -7,8 +7,8 @@
 #include <array>
 #include <opencv2/core.hpp>
 
-#include "Marks.h"
-#include "Photo.h"
+#include "tools/host/Marks.h"
+#include "tools/host/Photo.h"
 
 // What one cut gave and what it cost.
 struct CutResult {

@@ -6,9 +6,9 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
-#include "tools/cutout/Failure.h"
-#include "tools/cutout/Outputs.h"
-#include "tools/cutout/Stopwatch.h"
+#include "tools/host/Failure.h"
+#include "tools/host/Outputs.h"
+#include "tools/host/Stopwatch.h"
 
 using nlohmann::json;
 

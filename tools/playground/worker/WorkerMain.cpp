@@ -16,7 +16,7 @@
 
 #include "WorkerProtocol.h"
 #include "WorkerSession.h"
-#include "tools/cutout/Failure.h"
+#include "tools/host/Failure.h"
 
 namespace {
 

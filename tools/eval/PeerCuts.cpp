@@ -3,8 +3,8 @@
 #include <opencv2/core/utility.hpp>
 #include <opencv2/imgproc.hpp>
 
-#include "FreshGenerator.h"
-#include "Stopwatch.h"
+#include "tools/host/FreshGenerator.h"
+#include "tools/host/Stopwatch.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 #include <array>
 #include <opencv2/core.hpp>
 
-#include "Marks.h"
 #include "OurCuts.h"
-#include "Photo.h"
+#include "tools/host/Marks.h"
+#include "tools/host/Photo.h"
 
 // What cv::grabCut carries from one call to the next.
 struct PeerState {

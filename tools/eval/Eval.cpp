@@ -3,18 +3,18 @@
 #include <filesystem>
 #include <iostream>
 
-#include "BenchmarkFolder.h"
 #include "Chart.h"
 #include "EvalReport.h"
-#include "Failure.h"
-#include "Marks.h"
 #include "OurCuts.h"
-#include "Outputs.h"
 #include "PeerCuts.h"
-#include "Photo.h"
 #include "Progress.h"
-#include "RobotUser.h"
-#include "Score.h"
+#include "tools/eval/robot/RobotUser.h"
+#include "tools/eval/robot/Score.h"
+#include "tools/host/BenchmarkFolder.h"
+#include "tools/host/Failure.h"
+#include "tools/host/Marks.h"
+#include "tools/host/Outputs.h"
+#include "tools/host/Photo.h"
 
 namespace fs = std::filesystem;
 

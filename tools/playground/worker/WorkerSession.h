@@ -10,9 +10,9 @@
 
 #include "CancelSwitch.h"
 #include "WorkerProtocol.h"
-#include "tools/cutout/Photo.h"
-#include "tools/cutout/Replay.h"
-#include "tools/cutout/SessionFile.h"
+#include "tools/host/Photo.h"
+#include "tools/host/Replay.h"
+#include "tools/host/SessionFile.h"
 
 class WorkerSession {
  public:
