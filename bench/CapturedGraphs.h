@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "SegmentationCore.h"
 #include "engine/KORUSEHybrid.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/SessionGlobals.h"
+#include "SegmentationCore.h"
 #include "support/StageTrace.h"
 #include "tools/host/BenchmarkFolder.h"
 #include "tools/host/Photo.h"

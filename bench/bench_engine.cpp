@@ -3,14 +3,14 @@
 
 #include <opencv2/imgproc/imgproc_c.h>
 
-#include "SegmentationCore.h"
-#include "testing/SyntheticScene.h"
 #include "colormodel/TrainingData.h"
 #include "engine/KORUSEHybrid.h"
 #include "engine/RegionSamples.h"
 #include "interface/session/KORUSEMarker.h"
-#include "support/Marks.h"
 #include "interface/SessionGlobals.h"
+#include "SegmentationCore.h"
+#include "support/Marks.h"
+#include "testing/SyntheticScene.h"
 
 static void openScene(int w, int h) {
   deinitSegmentation();

@@ -22,9 +22,9 @@
 #include <vector>
 
 #include "CapturedGraphs.h"
-#include "TwoRegionGrid.h"
 #include "interface/session/KORUSEMarker.h"
 #include "support/KORUTimer.h"
+#include "TwoRegionGrid.h"
 
 namespace {
 

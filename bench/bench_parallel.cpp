@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "TwoRegionGrid.h"
 #include "graph/KORUSEGraph.h"
+#include "TwoRegionGrid.h"
 
 using namespace two_region;
 

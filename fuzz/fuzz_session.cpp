@@ -26,9 +26,9 @@
 #include <cstdlib>
 #include <vector>
 
-#include "SegmentationCore.h"
 #include "interface/session/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
+#include "SegmentationCore.h"
 
 namespace {
 

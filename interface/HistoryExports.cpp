@@ -1,9 +1,9 @@
 // The exported history calls: step through recorded results and deliver the
 // one on display the way processSegment delivers a new one.
-#include "SegmentationCore.h"
 #include "history/KORUSEManageUndoRedo.h"
 #include "interface/ExportGuard.h"
 #include "interface/SessionGlobals.h"
+#include "SegmentationCore.h"
 #include "support/KORULog.h"
 #include "support/OwnedImage.h"
 

@@ -14,9 +14,9 @@
 #include <string>
 #include <vector>
 
-#include "SegmentationCore.h"
 #include "engine/KORUSEHybrid.h"
 #include "interface/SessionGlobals.h"
+#include "SegmentationCore.h"
 #include "testing/SyntheticScene.h"
 
 namespace {

@@ -7,10 +7,10 @@
 #include <utility>
 #include <vector>
 
-#include "SegmentationCore.h"
 #include "engine/KORUSEHybrid.h"
 #include "interface/session/KORUSEMarker.h"
 #include "interface/SessionGlobals.h"
+#include "SegmentationCore.h"
 
 using Pixels = std::vector<unsigned int>;
 using HostMask = std::vector<unsigned char>;

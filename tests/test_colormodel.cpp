@@ -16,18 +16,18 @@
 #include <set>
 #include <vector>
 
-#include "testing/LogCapture.h"
 #include "colormodel/ClusterInfo.h"
 #include "colormodel/ComponentDensity.h"
 #include "colormodel/KMeans.h"
 #include "colormodel/KMeansInit.h"
-#include "colormodel/PackedSample.h"
 #include "colormodel/KORUSEColorModel.h"
 #include "colormodel/ModelUpdate.h"
+#include "colormodel/PackedSample.h"
 #include "colormodel/TrainingData.h"
 #include "colormodel/VarPartition.h"
 #include "interface/session/KORUSEMarker.h"
 #include "support/Marks.h"
+#include "testing/LogCapture.h"
 
 namespace {
 

@@ -4,13 +4,13 @@
 
 #include <random>
 
-#include "SessionFixture.h"
 #include "engine/KORUSEHybrid.h"
 #include "graph/KORUSEGraph.h"
 #include "history/KORUSEManageUndoRedo.h"
 #include "interface/session/KORUSEMarker.h"
-#include "support/Marks.h"
 #include "interface/SessionGlobals.h"
+#include "SessionFixture.h"
+#include "support/Marks.h"
 
 static uint8_t at(const IplImage* image, int x, int y) {
   return static_cast<uint8_t>(image->imageData[y * image->widthStep + x]);

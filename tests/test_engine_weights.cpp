@@ -5,13 +5,13 @@
 #include <random>
 #include <cstring>
 
-#include "SessionFixture.h"
 #include "engine/KORUSEHybrid.h"
 #include "engine/RegionSamples.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/session/KORUSEMarker.h"
-#include "support/Marks.h"
 #include "interface/SessionGlobals.h"
+#include "SessionFixture.h"
+#include "support/Marks.h"
 
 using EngineWeights = SessionTest;
 

@@ -3,8 +3,8 @@
 #include <random>
 #include <vector>
 
-#include "SessionFixture.h"
 #include "history/KORUSEManageUndoRedo.h"
+#include "SessionFixture.h"
 
 using H = KORUSEManageUndoRedo;
 

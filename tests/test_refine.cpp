@@ -2,14 +2,14 @@
 
 #include <opencv2/imgproc/imgproc_c.h>
 
-#include "testing/LogCapture.h"
-#include "SessionFixture.h"
-#include "testing/SyntheticScene.h"
 #include "engine/KORUSEHybrid.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/session/KORUSEMarker.h"
-#include "support/Marks.h"
 #include "interface/SessionGlobals.h"
+#include "SessionFixture.h"
+#include "support/Marks.h"
+#include "testing/LogCapture.h"
+#include "testing/SyntheticScene.h"
 
 using Refine = SessionTest;
 

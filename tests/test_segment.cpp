@@ -10,21 +10,21 @@
 #include <string>
 #include <thread>
 
-#include "testing/LogCapture.h"
-#include "SessionFixture.h"
-#include "testing/SyntheticScene.h"
-#include "engine/BoundaryContrast.h"
 #include "colormodel/ModelUpdate.h"
 #include "colormodel/TrainingData.h"
+#include "engine/BoundaryContrast.h"
 #include "engine/KORUSEHybrid.h"
 #include "engine/ModelFitting.h"
 #include "engine/RegionSamples.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/session/KORUSEMarker.h"
-#include "support/Marks.h"
 #include "interface/SessionGlobals.h"
+#include "SessionFixture.h"
 #include "support/ImageRows.h"
+#include "support/Marks.h"
 #include "support/StageTrace.h"
+#include "testing/LogCapture.h"
+#include "testing/SyntheticScene.h"
 
 class Segment : public SessionTest {
  protected:

@@ -9,14 +9,14 @@
 #include <thread>
 #include <utility>
 
-#include "testing/LogCapture.h"
-#include "SessionFixture.h"
-#include "testing/SyntheticScene.h"
 #include "interface/BoxMarks.h"
 #include "interface/session/KORUSEMarker.h"
+#include "interface/SessionGlobals.h"
+#include "SessionFixture.h"
 #include "support/Marks.h"
 #include "support/OwnedImage.h"
-#include "interface/SessionGlobals.h"
+#include "testing/LogCapture.h"
+#include "testing/SyntheticScene.h"
 
 using Point = std::pair<int, int>;
 

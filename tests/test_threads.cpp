@@ -10,9 +10,9 @@
 #include <random>
 #include <thread>
 
-#include "SessionFixture.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/session/KORUSEMarker.h"
+#include "SessionFixture.h"
 #include "testing/SyntheticScene.h"
 
 class CancelRace : public SessionTest {

@@ -3,8 +3,8 @@
 // false one. They only draw; RobotUser.h decides which one and how big.
 #pragma once
 
-#include "WrongRegion.h"
 #include "tools/host/SessionFile.h"
+#include "WrongRegion.h"
 
 // A short dab at the region's deepest point: a brush at most 7 pixels long
 // and of radius at most 12, never leaving the region.

@@ -16,8 +16,8 @@
 #include "ServerConfig.h"
 #include "SessionRoutes.h"
 #include "StaticRoutes.h"
-#include "WorkerPool.h"
 #include "tools/playground/worker/WorkerMain.h"
+#include "WorkerPool.h"
 
 namespace {
 

@@ -14,9 +14,9 @@
 #include <optional>
 #include <thread>
 
+#include "tools/host/Failure.h"
 #include "WorkerProtocol.h"
 #include "WorkerSession.h"
-#include "tools/host/Failure.h"
 
 namespace {
 

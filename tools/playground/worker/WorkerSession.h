@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "CancelSwitch.h"
-#include "WorkerProtocol.h"
 #include "tools/host/Photo.h"
 #include "tools/host/Replay.h"
 #include "tools/host/SessionFile.h"
+#include "WorkerProtocol.h"
 
 class WorkerSession {
  public:
