@@ -59,6 +59,16 @@ int freeLocalBuffers();
 // Writes the photo as opaque 0xFFRRGGBB pixels.
 void copySourceImage(unsigned int* out);
 
+// ---- threads: not one of the system's original calls, added for hosts with cores to spare --
+
+// How many threads a segmentation may use, for every session of the process
+// from now on (sessions, teardowns and doSegmentationBB leave it as it is).
+// 1, the default, keeps every stage on the calling thread; with more, the
+// stages that can share their work do, and the cut is the same minimum
+// cut. Values below 1 count as 1, above 16 as 16. Returns the value kept.
+// Call it between edits, not while one runs.
+int setSegmentationThreads(int n);
+
 // ---- results ------------------------------------------------------------------
 
 // Writes the current result as a host mask (0 = object, 255 = background).

@@ -13,6 +13,7 @@
 #include "support/LogSites.h"
 #include "support/OwnedImage.h"
 #include "support/StageTrace.h"
+#include "support/ThreadSetting.h"
 
 int setSourceImage(int width, int height, unsigned int* pixels) {
   return exportGuard("setSourceImage", 0, [&] {
@@ -162,3 +163,5 @@ void copySourceImage(unsigned int* out) {
     writeSourcePixels(out);
   });
 }
+
+int setSegmentationThreads(int n) { return setSegmentationThreadCount(n); }
