@@ -25,6 +25,20 @@ constexpr uint8_t kTrimapOuterRing = 1;  // hard background
 constexpr uint8_t kTrimapInnerRing = 2;  // hard object
 constexpr uint8_t kTrimapLeftOut = 7;    // deep inside or outside: not in the graph
 
+// What the band graph makes of the two rings of hard labels around the band.
+//
+// A ring pixel's terminal capacity is 1000, while all its edges together
+// carry at most 6.83 times the smoothness weight (at most 50): no cut
+// separates it from its terminal, so it is that terminal as far as the cut
+// is concerned. Merged, the rings are not nodes: a band pixel's edges to
+// the inner ring are added to its source capacity, those to the outer ring
+// to its sink capacity, and edges between ring pixels go. The band's
+// minimum cut is the same; the graph has a third of the nodes.
+enum class BandRings {
+  kept,    // every ring pixel a node: the graph as the band cut defines it
+  merged,  // the rings merged into the terminals: what the refinement cuts
+};
+
 // Consecutive pixels of one row with one trimap value (never kTrimapLeftOut).
 struct TrimapSegment {
   int32_t begin, end;  // columns of the box, end exclusive
@@ -41,14 +55,17 @@ struct BandPicture {
   const IplImage* texVer = nullptr;         //   (texColumn[x], texRow[y]); null for colour
   std::vector<int32_t> texColumn, texRow;
 
-  // The band's pixels, for the graph.
-  BandRuns runs() const;
+  // The pixels of the graph: every pixel of the picture, or (merged rings)
+  // the band's only.
+  BandRuns runs(BandRings rings) const;
 };
 
 // Builds engine.m_trimapGraph from the picture: terminal capacities and
-// edges exactly as the band cut defines them. 0 when built; 1 when the
-// graph's storage is missing, 2 when the contrast table is.
-int buildBandGraph(KORUSEHybrid& engine, const BandPicture& band);
+// edges as the band cut defines them, with the rings kept or merged. Its
+// nodes are the picture's pixels (kept) or band pixels (merged) in raster
+// order. 0 when built; 1 when the graph's storage is missing, 2 when the
+// contrast table is.
+int buildBandGraph(KORUSEHybrid& engine, const BandPicture& band, BandRings rings);
 
 // The picture of trimap, image and texture crops of the box's size.
 BandPicture pictureOfCrops(const IplImage* image, const IplImage* trimap, const IplImage* texHor,

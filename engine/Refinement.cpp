@@ -160,7 +160,8 @@ BandPicture mappedPicture(const EnlargedTrimap& trimap, const NearestSampling& m
 }
 
 // The result: 255 where the enlarged labels are object, except in the band,
-// where the cut decides.
+// where the cut decides. The graph's nodes are the band's pixels (the rings
+// merged into the terminals).
 void writeResult(IplImage* result, const IplImage* labels, const NearestSampling& maps, const BandPicture& band,
                  const Box& box, const KORUSEGraph& graph) {
   int node = 0;
@@ -175,8 +176,8 @@ void writeResult(IplImage* result, const IplImage* labels, const NearestSampling
     if (by < 0 || by >= band.height) continue;
     for (int s = band.rowFirstSegment[by]; s < band.rowFirstSegment[by + 1]; ++s) {
       const TrimapSegment& seg = band.segments[s];
-      for (int x = seg.begin; x < seg.end; ++x, ++node)
-        if (seg.value == kTrimapBand) out[box.xmin + x] = graph.getTreeofNode(node) ? 0 : 255;
+      if (seg.value != kTrimapBand) continue;
+      for (int x = seg.begin; x < seg.end; ++x, ++node) out[box.xmin + x] = graph.getTreeofNode(node) ? 0 : 255;
     }
   }
 }
@@ -228,7 +229,7 @@ IplImage* KORUSEHybrid::intelligentUpscaling(IplImage* mask) {
                    KORUSEMarker::m_isGreyScale && KORUSEMarker::m_texHor && KORUSEMarker::m_texVer);
     traceStage("refinement: graph");
     band = mappedPicture(trimap, maps, box, m_trimapWidth, m_trimapHeight);
-    status = buildBandGraph(*this, band);
+    status = buildBandGraph(*this, band, BandRings::merged);
     if (status != 0) {
       logLine(ANDROID_LOG_ERROR, kTagError, "Failed: intelligentUpscaling (status_flag = %d)", status);
     } else {
@@ -264,5 +265,5 @@ int KORUSEHybrid::constructGraphTrimapKORU(IplImage* image, IplImage*, IplImage*
     logBadCall("constructGraphTrimapKORU", "crops missing, too small or not 8-bit");
     return 1;
   }
-  return buildBandGraph(*this, pictureOfCrops(image, trimap, texHor, texVer));
+  return buildBandGraph(*this, pictureOfCrops(image, trimap, texHor, texVer), BandRings::kept);
 }

@@ -190,10 +190,18 @@ void KORUSEGraph::addNodeEdges(const float caps[4]) {
     for (int slot = 0; slot < 4; ++slot) addEdge(0, 0, caps[slot], caps[slot], caps[slot] == ABSENT_CAPACITY);
     return;
   }
+  writeNodeEdges(arcFloatCount / 8, caps);
+  arcFloatCount += 8;
+}
+
+void KORUSEGraph::writeNodeEdges(int node, const float caps[4]) {
+  if (!arcArray || node < 0 || 8 * static_cast<int64_t>(node) + 8 > arcCapacity) {
+    logBadCall("writeNodeEdges", "node outside the edge storage");
+    return;
+  }
   // A band has edges only towards its own pixels, as addEdge enforces.
-  const int node = arcFloatCount / 8;
   const unsigned present = !band ? 0xFu : node < band->nodes ? band->node[node].present : 0u;
-  float* out = arcArray + arcFloatCount;
+  float* out = arcArray + 8 * static_cast<size_t>(node);
   for (int slot = 0; slot < 4; ++slot) {
     float cap = (present >> slot) & 1 ? caps[slot] : ABSENT_CAPACITY;
     if (cap != ABSENT_CAPACITY && !usableCapacity(cap)) {
@@ -202,7 +210,6 @@ void KORUSEGraph::addNodeEdges(const float caps[4]) {
     }
     out[2 * slot] = out[2 * slot + 1] = cap;
   }
-  arcFloatCount += 8;
 }
 
 bool KORUSEGraph::validNode(int i, const char* function) const {

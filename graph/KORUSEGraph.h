@@ -110,6 +110,10 @@ class KORUSEGraph {
   // capacity both ways or ABSENT_CAPACITY: what four addEdge calls would
   // store, for builders that have a whole node's edges at hand.
   void addNodeEdges(const float caps[4]);
+  // The same for node i wherever it is, the edge count left as it is: for
+  // builders that write nodes out of order (several threads at once), which
+  // set arcFloatCount themselves when all are written.
+  void writeNodeEdges(int i, const float caps[4]);
 
   // Adds cap to the arc i -> j and revCap to j -> i when j is a present
   // 8-neighbour of i inside the grid; otherwise nothing changes. The adds may

@@ -2,6 +2,11 @@
 
 #include <opencv2/imgproc/imgproc_c.h>
 
+#include <algorithm>
+#include <vector>
+
+#include "colormodel/TrainingData.h"
+#include "engine/BandGraph.h"
 #include "engine/KORUSEHybrid.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/session/KORUSEMarker.h"
@@ -134,4 +139,122 @@ TEST(BandGraph, CapacitiesByHand) {
   e.m_trimapGraph = nullptr;
   cvReleaseImage(&image);
   cvReleaseImage(&band);
+}
+
+// The same crop with the rings merged into the terminals: only n1, n3, n4
+// remain, as m0 m1 m2. m0 (20): (200, 0), plus the outer ring on its left
+// (10, to the sink) and the inner ring lower right (D T[10], from the
+// source): residual 190 + D e^-1, flow 10. m1 (0): (0, 200), plus the outer
+// ring above (10 T[0] = 10): residual -210. m2 (10): (50, 50), plus the
+// inner ring on its right (10) and the outer ring upper left (D T[10]):
+// residual 10 - D e^-1, flow 50 + D e^-1. Edges only between band pixels:
+// m1 upper-right m0 (D e^-4), m2 left m1 (10), m2 upper m0 (10 e^-1). The
+// cut: m2 stays with the object, since severing its edge to m1 (10) costs
+// less than its residual and its edge to m0 (7.4 + 3.7); so with the rings
+// kept.
+TEST(BandGraph, MergedRingsByHand) {
+  KORUSEHybrid e;
+  e.m_lambda = 10.0;
+  e.m_beta = 0.01;
+  for (KORUSEColorModel* m : {&e.m_fgModel, &e.m_bgModel}) {
+    m->m_weights[0] = 1.0;
+    for (int c = 0; c < 3; ++c) m->m_covariances[0][4 * c] = 1.0;
+  }
+  e.m_fgModel.m_means[0][0] = 20.0;
+  for (KORUSEColorModel* m : {&e.m_fgModel, &e.m_bgModel}) m->setDeterminant(), m->setInverseCovariance();
+  const int trimap[8] = {1, 0, 7, 2, 0, 0, 2, 2}, colour[8] = {0, 20, 0, 10, 0, 10, 10, 10};
+  IplImage* image = cvCreateImage(cvSize(4, 2), 8, 3);
+  IplImage* band = cvCreateImage(cvSize(4, 2), 8, 1);
+  for (int i = 0; i < 8; ++i) {
+    cvSet2D(image, i / 4, i % 4, cvScalar(colour[i], 0, 0));
+    cvSet2D(band, i / 4, i % 4, cvScalar(trimap[i]));
+  }
+  KORUSEMarker::m_isGreyScale = false;
+  std::vector<bool> sides[2];
+  for (BandRings rings : {BandRings::kept, BandRings::merged}) {
+    ASSERT_EQ(buildBandGraph(e, pictureOfCrops(image, band, nullptr, nullptr), rings), 0);
+    KORUSEGraph& g = *e.m_trimapGraph;
+    if (rings == BandRings::merged) {
+      ASSERT_EQ(g.nodeCount, 3);
+      const float A = ABSENT_CAPACITY, D = 7.0710678f, e1 = 0.36787944f, e4 = 0.018315639f;
+      const float edges[3][4] = {{A, A, A, A}, {A, A, A, D * e4}, {10, A, 10 * e1, A}};
+      for (int n = 0; n < 3; ++n)
+        for (int k = 0; k < 8; ++k) EXPECT_FLOAT_EQ(g.arcArray[8 * n + k], edges[n][k / 2]) << n << " " << k;
+      const float residual[3] = {190 + D * e1, -210, 10 - D * e1};
+      for (int n = 0; n < 3; ++n) EXPECT_NEAR(g.residualTerminalCapacity[n], residual[n], 1e-4) << n;
+      EXPECT_NEAR(g.flowValue, 60 + D * e1, 1e-4);
+    }
+    g.maxFlow();
+    const int bandPixels[3][2] = {{1, 0}, {0, 1}, {1, 1}};
+    for (const auto& p : bandPixels) sides[rings == BandRings::merged].push_back(g.getTreeofNode(g.nodeAt(p[0], p[1])));
+    delete e.m_trimapGraph;
+    e.m_trimapGraph = nullptr;
+  }
+  EXPECT_EQ(sides[0], (std::vector<bool>{false, true, false}));
+  EXPECT_EQ(sides[1], sides[0]);
+  cvReleaseImage(&image);
+  cvReleaseImage(&band);
+}
+
+// On generated scenes, the rings merged into the terminals leave every band
+// pixel on the side it takes with the rings kept. The trimap is made as the
+// refinement makes it: counts of the dilations and erosions of a working
+// mask (here the truth at a quarter of the size, shifted by a working pixel
+// so that the band straddles the true outline), enlarged 4 times.
+TEST_F(Refine, MergedRingsCutAsKeptRingsDo) {
+  const Scene scenes[] = {discScene(640, 480, 0.3, 0.45, 0.5),
+                          makeScene(512, 384, [](int x, int y) { return (x / 40 + y / 56) % 3 == 0 && y > 40; }, false, 11)};
+  for (const Scene& s : scenes)
+    for (double lambda : {50.0, 13.513, 4.0}) {
+      SCOPED_TRACE(testing::Message() << s.width << "x" << s.height << " lambda " << lambda);
+      open(s.width, s.height, s.pixels);
+      KORUSEHybrid& e = *pHybrid;
+      const int w = s.width / 4, h = s.height / 4;
+      IplImage* low = cvCreateImage(cvSize(w, h), 8, 1);
+      for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) low->imageData[y * low->widthStep + x] = s.truth[size_t(4 * y) * s.width + 4 * std::max(x - 1, 0)];
+      IplImage* count = cvCreateImage(cvSize(w, h), 8, 1), *scratch = cvCreateImage(cvSize(w, h), 8, 1);
+      cvSetZero(count);
+      for (int k : {3, 1}) cvDilate(low, scratch, nullptr, k), cvAdd(count, scratch, count, nullptr);
+      for (int k : {1, 3}) cvErode(low, scratch, nullptr, k), cvAdd(count, scratch, count, nullptr);
+      const uint8_t recode[5] = {7, 1, 0, 2, 7};
+      IplImage* trimap = cvCreateImage(cvSize(s.width, s.height), 8, 1);
+      for (int y = 0; y < s.height; ++y)
+        for (int x = 0; x < s.width; ++x)
+          trimap->imageData[y * trimap->widthStep + x] = recode[uint8_t(count->imageData[(y / 4) * count->widthStep + x / 4])];
+      // Models from the truth's colours, each with two fifths of the other
+      // side's mixed in: data terms weak enough that the smoothness, and so
+      // the rings, decide much of the band.
+      std::vector<pixelVal> object, background;
+      for (size_t i = 0; i < s.pixels.size(); i += 7) {
+        const unsigned p = s.pixels[i];
+        const bool mixed = i % 5 < 2;
+        (s.truth[i] != mixed ? object : background).push_back(pixelVal{{double(p & 0xFF), double(p >> 8 & 0xFF), double(p >> 16 & 0xFF)}});
+      }
+      initModel(object, e.m_fgModel, 0);
+      initModel(background, e.m_bgModel, 0);
+      e.m_fgModel.setInverseCovariance();
+      e.m_bgModel.setInverseCovariance();
+      e.m_lambda = lambda;
+      std::vector<int> sides[2];
+      for (BandRings rings : {BandRings::kept, BandRings::merged}) {
+        ASSERT_EQ(buildBandGraph(e, pictureOfCrops(KORUSEMarker::m_originalImage, trimap, nullptr, nullptr), rings), 0);
+        KORUSEGraph& g = *e.m_trimapGraph;
+        g.maxFlow();
+        for (int y = 0; y < s.height; ++y)
+          for (int x = 0; x < s.width; ++x)
+            if (trimap->imageData[y * trimap->widthStep + x] == 0) sides[rings == BandRings::merged].push_back(g.getTreeofNode(g.nodeAt(x, y)));
+        delete e.m_trimapGraph;
+        e.m_trimapGraph = nullptr;
+      }
+      ASSERT_EQ(sides[1].size(), sides[0].size());
+      EXPECT_GT(sides[0].size(), 1000u);
+      size_t differing = 0;
+      for (size_t i = 0; i < sides[0].size(); ++i) differing += sides[0][i] != sides[1][i];
+      EXPECT_EQ(differing, 0u);
+      // Both sides are taken in the band: the cut is not decided by the rings alone.
+      EXPECT_NE(std::count(sides[0].begin(), sides[0].end(), 1), 0);
+      EXPECT_NE(std::count(sides[0].begin(), sides[0].end(), 0), 0);
+      for (IplImage* image : {low, count, scratch, trimap}) cvReleaseImage(&image);
+    }
 }

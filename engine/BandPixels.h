@@ -1,0 +1,62 @@
+// What the two band graph builds read of a band pixel: its colour, its
+// sample and data term, and the capacity of its edge in each direction.
+#pragma once
+
+#include <cstdint>
+
+#include "colormodel/ComponentDensity.h"
+#include "engine/BandGraph.h"
+#include "engine/SmoothnessTable.h"
+#include "graph/DataTerms.h"
+#include "support/ImageRows.h"
+
+inline const uint8_t* bandColour(const BandPicture& band, int x, int y) {
+  return imagePixel(band.image, band.imageX + x, band.imageY + y);
+}
+
+// The three values a band pixel is judged by: its colour, or in a grey image
+// its grey value with the two texture values.
+inline pixelVal bandSample(const BandPicture& band, int x, int y) {
+  const uint8_t* c = bandColour(band, x, y);
+  if (!band.texHor) return pixelVal{{double(c[0]), double(c[1]), double(c[2])}};
+  return pixelVal{{double(c[0]), double(*imagePixel(band.texHor, band.texColumn[x], band.texRow[y])),
+                   double(*imagePixel(band.texVer, band.texColumn[x], band.texRow[y]))}};
+}
+
+// (source, sink) of a band pixel: -log of the other side's density, in both
+// modes without the grey tie rule. The models packed give GMMProb's densities
+// bit for bit, two components at a time.
+inline DataTerm bandDataTerm(const PackedComponents& fg, const PackedComponents& bg, const pixelVal& sample) {
+  int nearest;
+  const double object = densityAndNearest(fg, sample, &nearest);
+  return dataTermOfDensities(object, densityAndNearest(bg, sample, &nearest), false);
+}
+
+// The capacity of the edge between two band pixels of colours p and q, by
+// its direction in visiting order (0 left, 1 upper-left, 2 upper, 3
+// upper-right, 4 right, ... 7 lower-left): the same both ways, since the
+// contrast reads absolute differences.
+class BandEdgeCapacities {
+ public:
+  BandEdgeCapacities(double lambda, const float* table)
+      : lambda_(lambda), diagonal_(static_cast<float>(lambda * kBandDiagonalFactor)), table_(table) {}
+  float operator()(int direction, const uint8_t* p, const uint8_t* q) const {
+    switch (direction & 3) {
+      // Across columns there has never been a contrast term: the band's
+      // cuts are known with the edge as it is.
+      case 0: return static_cast<float>(lambda_);
+      case 2: return static_cast<float>(scaledContrast(lambda_, table_, p, q));
+      default: return scaledContrast(diagonal_, table_, p, q);
+    }
+  }
+
+ private:
+  double lambda_;
+  float diagonal_;
+  const float* table_;
+};
+
+class KORUSEHybrid;
+
+// buildBandGraph with the rings merged into the terminals (BandGraphMerged.cpp).
+int buildMergedBandGraph(KORUSEHybrid& engine, const BandPicture& band);
