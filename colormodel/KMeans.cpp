@@ -1,6 +1,5 @@
 #include "colormodel/KMeans.h"
 
-#include <pthread.h>
 
 #include <cfloat>
 #include <cmath>
@@ -12,6 +11,7 @@
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
 #include "support/LogSites.h"
+#include "support/WorkerPool.h"
 
 namespace {
 
@@ -167,21 +167,9 @@ void nearestCentres(const Points& points, KMeansWork* w) {
   w->error = error;
 }
 
-// One distance pass on kKMeansThreads threads. A thread that cannot be
-// started has its quarter done on the calling thread instead, so no point
-// is ever left unlabelled.
+// One distance pass, its quarters on kKMeansThreads threads at once.
 void distancePass(KMeansWork* work) {
-  pthread_t threads[kKMeansThreads];
-  bool started[kKMeansThreads];
-  for (int t = 0; t < kKMeansThreads; ++t) {
-    started[t] = pthread_create(&threads[t], nullptr, findMinDistance, &work[t]) == 0;
-    if (!started[t]) {
-      logBadCall("k_means", "thread creation failed; quarter done on the calling thread");
-      findMinDistance(&work[t]);
-    }
-  }
-  for (int t = 0; t < kKMeansThreads; ++t)
-    if (started[t]) pthread_join(threads[t], nullptr);
+  runTasks(kKMeansThreads, kKMeansThreads, [work](int t) { findMinDistance(&work[t]); });
 }
 
 // k_means for either kind of points; `record` is the workers' record with

@@ -1,6 +1,7 @@
 // k-means into kNumComponents clusters with reproducible k-means++ seeding;
-// the distance pass of every iteration runs on kKMeansThreads POSIX threads,
-// all joined before the iteration is reduced.
+// the distance pass of every iteration runs on kKMeansThreads threads at
+// once (kept workers, support/WorkerPool.h), all finished before the
+// iteration is reduced.
 //
 // Points are an array of n pointers, each to three doubles (or packed 8-bit
 // samples, kMeansPacked); labels an array of n ints that receives the

@@ -1,14 +1,20 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
 #include "support/KORUTimer.h"
 #include "support/NearestSampling.h"
+#include "support/WorkerPool.h"
 #include "testing/LogCapture.h"
 
 #include <opencv2/imgproc/imgproc_c.h>
@@ -180,4 +186,42 @@ TEST(NearestSampling, SamePixelsAsCvResize) {
     cvReleaseImage(&source);
     cvReleaseImage(&whole);
   }
+}
+
+// Every task runs exactly once, on however many threads, and runTasks
+// returns only when all have finished; ranges cover [0, n) once, in at most
+// `threads` parts of at least `grain`.
+TEST(WorkerPool, EveryTaskOnceAndAllFinishedOnReturn) {
+  for (int threads : {1, 2, 3, 8})
+    for (int count : {1, 2, 7, 100}) {
+      std::vector<std::atomic<int>> runs(count);
+      runTasks(count, threads, [&](int i) {
+        if (i % 3 == 0) std::this_thread::sleep_for(std::chrono::microseconds(200));
+        ++runs[i];
+      });
+      for (int i = 0; i < count; ++i) ASSERT_EQ(runs[i].load(), 1) << threads << " threads, task " << i << " of " << count;
+    }
+  for (int threads : {1, 2, 5})
+    for (int n : {1, 9, 1000}) {
+      std::vector<int> covered(n, 0);
+      std::atomic<int> parts{0};
+      runRanges(n, threads, 100, [&](int first, int last) {
+        ++parts;
+        for (int i = first; i < last; ++i) ++covered[i];
+      });
+      EXPECT_EQ(std::count(covered.begin(), covered.end(), 1), n);
+      EXPECT_LE(parts.load(), std::min(threads, (n + 99) / 100));
+    }
+}
+
+// Two threads that run jobs at once each get all of their own tasks done.
+TEST(WorkerPool, CallersTakeTurns) {
+  std::atomic<int> a{0}, b{0};
+  std::thread other([&] {
+    for (int k = 0; k < 50; ++k) runTasks(4, 4, [&](int) { ++b; });
+  });
+  for (int k = 0; k < 50; ++k) runTasks(4, 4, [&](int) { ++a; });
+  other.join();
+  EXPECT_EQ(a.load(), 200);
+  EXPECT_EQ(b.load(), 200);
 }
