@@ -16,6 +16,7 @@
 #include "engine/BandGraph.h"
 #include "engine/KORUSEHybrid.h"
 #include "graph/KORUSEGraph.h"
+#include "graph/parallel/StripeSearch.h"
 #include "interface/session/KORUSEMarker.h"
 #include "support/ImageRows.h"
 #include "support/KORULog.h"
@@ -24,6 +25,7 @@
 #include "support/Marks.h"
 #include "support/NearestSampling.h"
 #include "support/StageTrace.h"
+#include "support/ThreadSetting.h"
 
 namespace {
 // How many of {dilate 3, dilate 1, erode 1, erode 3} hold a pixel -> trimap value.
@@ -234,7 +236,7 @@ IplImage* KORUSEHybrid::intelligentUpscaling(IplImage* mask) {
       logLine(ANDROID_LOG_ERROR, kTagError, "Failed: intelligentUpscaling (status_flag = %d)", status);
     } else {
       traceStage("refinement: search");
-      m_trimapGraph->maxFlow();
+      stripedMaxFlow(*m_trimapGraph, segmentationThreads());
       traceStage("refinement: labels");
     }
   }

@@ -12,10 +12,12 @@
 #include "engine/ModelFitting.h"
 #include "engine/RegionSamples.h"
 #include "graph/KORUSEGraph.h"
+#include "graph/parallel/StripeSearch.h"
 #include "interface/session/KORUSEMarker.h"
 #include "support/KORULog.h"
 #include "support/KORUTimer.h"
 #include "support/StageTrace.h"
+#include "support/ThreadSetting.h"
 
 namespace {
 const int kPasses = 5;
@@ -28,7 +30,7 @@ static void cut(KORUSEHybrid& engine, int pass, RegionSamples& samples) {
   traceStage("graph", pass + 1);
   buildRegionGraph(engine, samples);
   traceStage("search", pass + 1);
-  engine.m_graph->maxFlow();
+  stripedMaxFlow(*engine.m_graph, segmentationThreads());
   engine.updateLabelImage();
 }
 

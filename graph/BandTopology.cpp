@@ -151,3 +151,10 @@ unsigned KORUSEGraph::neighbourMask(int i) const {
   if (band) return band->node[i].present;
   return WholeGrid{width, height, neighbourOffsetTable}.presence(i);
 }
+
+int KORUSEGraph::firstNodeOfRow(int y) const {
+  if (!band) return static_cast<int>(std::min<int64_t>(std::max(y, 0), height) * width);
+  if (y >= height) return band->nodes;
+  const int run = band->rows.rowFirstRun[std::max(y, 0)];
+  return run < static_cast<int>(band->runFirstNode.size()) ? band->runFirstNode[run] : band->nodes;
+}

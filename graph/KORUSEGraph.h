@@ -153,6 +153,14 @@ class KORUSEGraph {
 
   bool isBand() const { return band != nullptr; }
 
+  // The first node of row y or of the first row after it that has one;
+  // nodeCount-like totals for y past the last row (width * height for a
+  // whole grid, the band's nodes for a band).
+  int firstNodeOfRow(int y) const;
+
+  // Every node added and four edges each: what the search needs.
+  bool completeGraph() const;
+
   // ---- maximum flow (MaxFlow.cpp; the entry point in parallel/MaxFlowEntry.cpp) --
 
   // Entry point: maxflowInit, then the serial search; returns the flow.
@@ -251,7 +259,6 @@ class KORUSEGraph {
   void buildOffsetTable();
   void emptyQueues();
   bool validNode(int i, const char* function) const;
-  bool completeGraph() const;
   // Makes a whole grid built only in part searchable (see maxFlow); false
   // when the storage cannot hold the grid.
   bool completeUnbuiltGrid();

@@ -13,6 +13,7 @@
 #include "colormodel/KORUSEColorModel.h"
 #include "graph/KORUSEGraph.h"
 #include "graph/parallel/ParallelGC.h"
+#include "graph/parallel/StripeSearch.h"
 #include "interface/session/KORUSEMarker.h"
 #include "support/KORUTimer.h"
 
@@ -352,4 +353,59 @@ TEST(ParallelDataTerms, MatchTheSerialFormulaPixelByPixel) {
     }
     EXPECT_NEAR(blocks.flowValue, reference.flowValue, 1e-5 * reference.flowValue);
   }
+}
+
+namespace {
+// The band of a grid's pixels for which keep(x, y) holds, built with the
+// grid's capacities: edges towards pixels outside it are absent.
+void buildBand(KORUSEGraph& g, const Grid& c, const std::vector<uint8_t>& mask) {
+  const int nodes = g.setBand(mask.data(), c.w);
+  g.addNode(nodes);
+  for (int p = 0; p < c.w * c.h; ++p)
+    if (mask[p])
+      for (int k = 0; k < 4; ++k) g.addEdge(0, 0, c.fwd[4 * p + k], c.rev[4 * p + k], !c.present(p, k));
+  for (int p = 0, node = 0; p < c.w * c.h; ++p)
+    if (mask[p]) g.addtWeights(node++, c.cs[p], c.ct[p]);
+}
+}  // namespace
+
+// The engine's striped cut against the serial search, on whole grids and on
+// bands (a ring around an ellipse, as the refinement cuts), with 2, 3, 4 and
+// 8 stripes of at least 64 nodes: the same flow (to the bit with small
+// integer capacities), the same nodes able to reach the sink, the serial
+// search's labels, and every edge taken out written back.
+TEST(StripedMaxFlow, SameCutAsTheSerialSearch) {
+  const int shapes[][2] = {{64, 48}, {40, 90}, {300, 7}, {9, 200}};
+  unsigned seed = 100;
+  for (bool band : {false, true})
+    for (bool exact : {true, false})
+      for (const auto& s : shapes)
+        for (int n : {2, 3, 4, 8}) {
+          SCOPED_TRACE(testing::Message() << s[0] << "x" << s[1] << " stripes " << n << (band ? " band" : "")
+                                          << (exact ? " exact" : ""));
+          const int w = s[0], h = s[1];
+          const Grid grid = randomGrid(w, h, ++seed, exact);
+          std::vector<uint8_t> ring(size_t(w) * h, 1);
+          if (band)
+            for (int y = 0; y < h; ++y)
+              for (int x = 0; x < w; ++x) {
+                const double dx = (x - w / 2.0) / (w / 3.0), dy = (y - h / 2.0) / (h / 3.0), r = dx * dx + dy * dy;
+                ring[size_t(y) * w + x] = r > 0.5 && r < 1.6;
+              }
+          KORUSEGraph serial(w * h, 4 * w * h, w, h, 0), striped(w * h, 4 * w * h, w, h, 0);
+          for (KORUSEGraph* g : {&serial, &striped}) band ? buildBand(*g, grid, ring) : build(*g, grid);
+          std::vector<float> arcs(striped.arcArray, striped.arcArray + striped.arcFloatCount);
+          RunawayGuard guard;
+          const float flow = serial.maxFlow();
+          const float stripedFlow = stripedMaxFlow(striped, n, 64);
+          ASSERT_FALSE(KORUSEMarker::m_exitApp) << "a search ran past the cancel limit";
+          const double tolerance = exact ? 0.0 : 1e-5 * (1.0 + flow);
+          EXPECT_NEAR(stripedFlow, flow, tolerance);
+          const std::vector<bool> sinkSide = reachesSink(striped);
+          EXPECT_EQ(sinkSide, reachesSink(serial));
+          EXPECT_EQ(sides(striped), sides(serial));
+          if (!band) EXPECT_NEAR(cutCapacity(grid, sinkSide), flow, tolerance);
+          for (int a = 0; a < striped.arcFloatCount; ++a)
+            ASSERT_EQ(striped.arcArray[a] == ABSENT_CAPACITY, arcs[a] == ABSENT_CAPACITY) << "arc " << a;
+        }
 }

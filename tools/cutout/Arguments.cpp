@@ -133,6 +133,10 @@ Arguments parseArguments(int argc, char** argv) {
   CLI::App app{"Cuts an object out of a photo, from a box or a replayed editing session.", "cutout"};
   app.footer(std::string("\n") + kSessionHelp + "\n" + kOutputHelp + "\n" + exitCodeTable());
   app.add_flag("-v,--verbose", args.verbose, "Show the library's informational log lines");
+  app.add_option("--threads", args.threads,
+                 "Threads a segmentation may use (default: the machine's cores, at most 4); the cut is the same")
+      ->check(CLI::Range(1, 16))
+      ->type_name("N");
   addCutOptions(app, args.cut, box);
   CLI::App* eval = addEvalCommand(app, args.eval);
   CLI::App* fingerprint = addFingerprintCommand(app, args.fingerprint);

@@ -36,6 +36,7 @@ struct FingerprintArguments {
 struct Arguments {
   Command command = Command::Help;
   bool verbose = false;  // let the library's informational log lines through
+  int threads = 0;       // threads a segmentation may use; 0: the host's default
   CutArguments cut;
   EvalArguments eval;
   FingerprintArguments fingerprint;

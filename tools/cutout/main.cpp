@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "Arguments.h"
+#include "SegmentationCore.h"
 #include "Fingerprint.h"
 #include "tools/eval/Eval.h"
 #include "tools/host/Failure.h"
@@ -19,6 +20,7 @@
 #include "tools/host/Photo.h"
 #include "tools/host/Replay.h"
 #include "tools/host/SessionFile.h"
+#include "tools/host/Threads.h"
 
 namespace {
 
@@ -66,6 +68,7 @@ int run(int argc, char** argv) {
   // The library logs for a phone's log buffer; on a terminal only its
   // warnings and errors are news.
   if (!args.verbose) __android_log_set_minimum_priority(ANDROID_LOG_WARN);
+  setSegmentationThreads(args.threads > 0 ? args.threads : defaultSegmentationThreads());
   switch (args.command) {
     case Command::Help:
       return kExitOk;
