@@ -21,7 +21,7 @@
 #include <string>
 #include <vector>
 
-#include "CapturedGraphs.h"
+#include "testing/CapturedGraphs.h"
 #include "interface/session/KORUSEMarker.h"
 #include "support/KORUTimer.h"
 #include "TwoRegionGrid.h"
