@@ -65,8 +65,19 @@ BandRuns BandPicture::runs(BandRings rings) const {
   return rows;
 }
 
-int buildBandGraph(KORUSEHybrid& e, const BandPicture& band, BandRings rings) {
-  if (rings == BandRings::merged) return buildMergedBandGraph(e, band);
+std::vector<int32_t> BandPicture::firstBandPixelOfRow() const {
+  std::vector<int32_t> first(height + 1, 0);
+  for (int y = 0; y < height; ++y) {
+    int32_t n = first[y];
+    for (int s = rowFirstSegment[y]; s < rowFirstSegment[y + 1]; ++s)
+      if (segments[s].value == kTrimapBand) n += segments[s].end - segments[s].begin;
+    first[y + 1] = n;
+  }
+  return first;
+}
+
+int buildBandGraph(KORUSEHybrid& e, const BandPicture& band, BandRings rings, int threads) {
+  if (rings == BandRings::merged) return buildMergedBandGraph(e, band, threads);
   const BandRuns rows = band.runs(BandRings::kept);
   int nodes = 0;
   for (const BandRun& r : rows.runs) nodes += r.end - r.begin;

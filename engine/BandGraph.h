@@ -58,14 +58,26 @@ struct BandPicture {
   // The pixels of the graph: every pixel of the picture, or (merged rings)
   // the band's only.
   BandRuns runs(BandRings rings) const;
+  // Per row, and one past the last: how many band pixels (value
+  // kTrimapBand) come before it, i.e. its first band pixel's node with the
+  // rings merged.
+  std::vector<int32_t> firstBandPixelOfRow() const;
 };
 
 // Builds engine.m_trimapGraph from the picture: terminal capacities and
 // edges as the band cut defines them, with the rings kept or merged. Its
 // nodes are the picture's pixels (kept) or band pixels (merged) in raster
-// order. 0 when built; 1 when the graph's storage is missing, 2 when the
+// order. The merged build shares its rows out among up to `threads`
+// threads. 0 when built; 1 when the graph's storage is missing, 2 when the
 // contrast table is.
-int buildBandGraph(KORUSEHybrid& engine, const BandPicture& band, BandRings rings);
+int buildBandGraph(KORUSEHybrid& engine, const BandPicture& band, BandRings rings, int threads = 1);
+
+// The band pixels' sides as their data terms alone give them, one byte per
+// band pixel in raster order (1: background): where the search's first trees
+// put them, and so the cut a cancel before the search leaves. Sink side
+// where the sink capacity is the larger; a tie leaves the pixel free, which
+// reads as object. Rows shared out among up to `threads` threads.
+std::vector<uint8_t> bandSidesOfDataTerms(const KORUSEHybrid& engine, const BandPicture& band, int threads);
 
 // The picture of trimap, image and texture crops of the box's size.
 BandPicture pictureOfCrops(const IplImage* image, const IplImage* trimap, const IplImage* texHor,

@@ -2,7 +2,9 @@
 // only the band's pixels are nodes. Each one's terminal capacities are its
 // data term plus its edges to the inner ring (from the source) and to the
 // outer ring (to the sink), added in visiting order; its edges to band
-// pixels are stored as in the graph with the rings kept.
+// pixels are stored as in the graph with the rings kept. Rows are built in
+// parallel ranges: a node's records depend on its own pixel and neighbours.
+#include <memory>
 #include <vector>
 
 #include "engine/BandPixels.h"
@@ -10,11 +12,14 @@
 #include "graph/KORUSEGraph.h"
 #include "support/KORUMemory.h"
 #include "support/LogSites.h"
+#include "support/WorkerPool.h"
 
 namespace {
 // Offsets of the eight directions in visiting order.
 constexpr int kDx[8] = {-1, -1, 0, 1, 1, 1, 0, -1};
 constexpr int kDy[8] = {0, -1, -1, -1, 0, 1, 1, 1};
+// Fewer band pixels than this a thread are not worth handing out.
+constexpr int kMinNodesPerThread = 4096;
 
 // The trimap values of rows y - 1, y and y + 1 of the band's box, with
 // kTrimapLeftOut outside it: what a band pixel's eight neighbours are.
@@ -50,42 +55,65 @@ class TrimapRows {
   int written_[3] = {-1, -1, -1};
 };
 
-// Terminals and edges of the band pixels of rows [y0, y1), the first of
-// them node `node`.
-void buildRows(KORUSEHybrid& e, const BandPicture& band, const float* table, int y0, int y1, int node) {
-  KORUSEGraph& g = *e.m_trimapGraph;
-  const PackedComponents fg(e.m_fgModel), bg(e.m_bgModel);
-  const BandEdgeCapacities capacity(e.m_lambda, table);
-  TrimapRows rows(band);
-  for (int y = y0; y < y1; ++y) {
-    rows.centreOn(y);
+// Calls visit(node, x, y) for the band pixels of rows [y0, y1).
+template <typename Visit>
+void forBandPixels(const BandPicture& band, int y0, int y1, int node, Visit visit) {
+  for (int y = y0; y < y1; ++y)
     for (int s = band.rowFirstSegment[y]; s < band.rowFirstSegment[y + 1]; ++s) {
       const TrimapSegment& seg = band.segments[s];
       if (seg.value != kTrimapBand) continue;
-      for (int x = seg.begin; x < seg.end; ++x, ++node) {
-        const uint8_t* p = bandColour(band, x, y);
-        TerminalCapacities t = terminalCapacities(bandDataTerm(fg, bg, bandSample(band, x, y)));
-        float caps[4] = {ABSENT_CAPACITY, ABSENT_CAPACITY, ABSENT_CAPACITY, ABSENT_CAPACITY};
-        for (int k = 0; k < 8; ++k) {
-          const uint8_t v = rows.at(x, kDx[k], kDy[k]);
-          if (v == kTrimapLeftOut) continue;
-          const float cap = capacity(k, p, bandColour(band, x + kDx[k], y + kDy[k]));
-          if (v == kTrimapInnerRing)
-            t.source += cap;
-          else if (v == kTrimapOuterRing)
-            t.sink += cap;
-          else if (k < 4)
-            caps[k] = cap;  // the band pixel's own edge; the others' own the rest
-        }
-        g.addtWeights(node, t.source, t.sink);
-        g.writeNodeEdges(node, caps);
-      }
+      for (int x = seg.begin; x < seg.end; ++x) visit(node++, x, y);
     }
+}
+
+// Splits the box's rows into ranges of about equal band pixels, at most one
+// per thread, and runs body(part, y0, y1, firstNode) on each. Returns the
+// number of parts.
+template <typename Body>
+int inRowRanges(const std::vector<int32_t>& first, int threads, Body body) {
+  const int rows = static_cast<int>(first.size()) - 1, nodes = first.back();
+  const int parts = std::max(1, std::min(threads, nodes / kMinNodesPerThread));
+  std::vector<int> cut(parts + 1, rows);
+  cut[0] = 0;
+  for (int p = 1, y = 0; p < parts; ++p) {
+    while (y < rows && first[y] < static_cast<int64_t>(nodes) * p / parts) ++y;
+    cut[p] = y;
   }
+  runTasks(parts, parts, [&](int p) { body(p, cut[p], cut[p + 1], first[cut[p]]); });
+  return parts;
+}
+
+// Terminals and edges of the band pixels of rows [y0, y1), node `node` the
+// first; `view` (of the graph's arrays) counts the flow their terminals add.
+void buildRows(KORUSEHybrid& e, const BandPicture& band, const float* table, int y0, int y1, int node,
+               KORUSEGraph& view) {
+  const PackedComponents fg(e.m_fgModel), bg(e.m_bgModel);
+  const BandEdgeCapacities capacity(e.m_lambda, table);
+  TrimapRows rows(band);
+  int centred = -1;
+  forBandPixels(band, y0, y1, node, [&](int n, int x, int y) {
+    if (y != centred) rows.centreOn(centred = y);
+    const uint8_t* p = bandColour(band, x, y);
+    TerminalCapacities t = terminalCapacities(bandDataTerm(fg, bg, bandSample(band, x, y)));
+    float caps[4] = {ABSENT_CAPACITY, ABSENT_CAPACITY, ABSENT_CAPACITY, ABSENT_CAPACITY};
+    for (int k = 0; k < 8; ++k) {
+      const uint8_t v = rows.at(x, kDx[k], kDy[k]);
+      if (v == kTrimapLeftOut) continue;
+      const float cap = capacity(k, p, bandColour(band, x + kDx[k], y + kDy[k]));
+      if (v == kTrimapInnerRing)
+        t.source += cap;
+      else if (v == kTrimapOuterRing)
+        t.sink += cap;
+      else if (k < 4)
+        caps[k] = cap;  // the band pixel's own edge; the others' own the rest
+    }
+    view.addtWeights(n, t.source, t.sink);
+    view.writeNodeEdges(n, caps);
+  });
 }
 }  // namespace
 
-int buildMergedBandGraph(KORUSEHybrid& e, const BandPicture& band) {
+int buildMergedBandGraph(KORUSEHybrid& e, const BandPicture& band, int threads) {
   const BandRuns rows = band.runs(BandRings::merged);
   int nodes = 0;
   for (const BandRun& r : rows.runs) nodes += r.end - r.begin;
@@ -96,8 +124,29 @@ int buildMergedBandGraph(KORUSEHybrid& e, const BandPicture& band) {
   if (!table) return 2;
   g.addNode(nodes);
   fillContrastTable(table, e.m_beta);
-  buildRows(e, band, table, 0, band.height, 0);
+  // Each range counts the flow of its terminals in a view of its own; the
+  // graph's flow is their sum, in range order.
+  std::vector<std::unique_ptr<KORUSEGraph>> views;
+  for (int t = 0; t < std::max(threads, 1); ++t) views.emplace_back(new KORUSEGraph(&g, 0, 0, g.width, g.height));
+  const int parts = inRowRanges(band.firstBandPixelOfRow(), threads, [&](int part, int y0, int y1, int node) {
+    views[part]->flowValue = 0.0f;
+    buildRows(e, band, table, y0, y1, node, *views[part]);
+  });
+  for (int part = 0; part < parts; ++part) g.flowValue += views[part]->flowValue;
   g.arcFloatCount = 8 * nodes;
   KORU_Free_Msg(table, site::bandContrastTableFreed);
   return 0;
+}
+
+std::vector<uint8_t> bandSidesOfDataTerms(const KORUSEHybrid& e, const BandPicture& band, int threads) {
+  const std::vector<int32_t> first = band.firstBandPixelOfRow();
+  std::vector<uint8_t> sides(first.back());
+  inRowRanges(first, threads, [&](int, int y0, int y1, int node) {
+    const PackedComponents fg(e.m_fgModel), bg(e.m_bgModel);
+    forBandPixels(band, y0, y1, node, [&](int n, int x, int y) {
+      const TerminalCapacities t = terminalCapacities(bandDataTerm(fg, bg, bandSample(band, x, y)));
+      sides[n] = t.source - t.sink < 0.0f;  // as addtWeights stores it, and the trees start from it
+    });
+  });
+  return sides;
 }

@@ -58,5 +58,6 @@ class BandEdgeCapacities {
 
 class KORUSEHybrid;
 
-// buildBandGraph with the rings merged into the terminals (BandGraphMerged.cpp).
-int buildMergedBandGraph(KORUSEHybrid& engine, const BandPicture& band);
+// buildBandGraph with the rings merged into the terminals, its rows shared
+// out among up to `threads` threads (BandGraphMerged.cpp).
+int buildMergedBandGraph(KORUSEHybrid& engine, const BandPicture& band, int threads);

@@ -17,6 +17,7 @@
 #include "engine/KORUSEHybrid.h"
 #include "graph/KORUSEGraph.h"
 #include "graph/parallel/StripeSearch.h"
+#include "interface/session/Cancellation.h"
 #include "interface/session/KORUSEMarker.h"
 #include "support/ImageRows.h"
 #include "support/KORULog.h"
@@ -26,6 +27,7 @@
 #include "support/NearestSampling.h"
 #include "support/StageTrace.h"
 #include "support/ThreadSetting.h"
+#include "support/WorkerPool.h"
 
 namespace {
 // How many of {dilate 3, dilate 1, erode 1, erode 3} hold a pixel -> trimap value.
@@ -161,27 +163,64 @@ BandPicture mappedPicture(const EnlargedTrimap& trimap, const NearestSampling& m
   return band;
 }
 
+// Where the band's pixels fell: on the cut's sides, or (a cancel before the
+// search) on their data terms' sides.
+struct BandSides {
+  const KORUSEGraph* graph = nullptr;
+  std::vector<uint8_t> ofDataTerms;
+  bool background(int node) const { return graph ? graph->getTreeofNode(node) : ofDataTerms[node] != 0; }
+};
+
 // The result: 255 where the enlarged labels are object, except in the band,
-// where the cut decides. The graph's nodes are the band's pixels (the rings
-// merged into the terminals).
+// where the cut decides (band pixels numbered as the graph with the rings
+// merged numbers them). Rows are written in parallel ranges.
 void writeResult(IplImage* result, const IplImage* labels, const NearestSampling& maps, const BandPicture& band,
-                 const Box& box, const KORUSEGraph& graph) {
-  int node = 0;
-  for (int y = 0; y < result->height; ++y) {
-    uint8_t* out = imageRow(result, y);
-    const uint8_t* l = imageRow(labels, maps.row[y]);
-    for (int c = 0; c < labels->width; ++c)
-      if (maps.firstColumn[c] <= maps.lastColumn[c])
-        std::memset(out + maps.firstColumn[c], isObject(l[c]) ? 255 : 0,
-                    maps.lastColumn[c] - maps.firstColumn[c] + 1);
-    const int by = y - box.ymin;
-    if (by < 0 || by >= band.height) continue;
-    for (int s = band.rowFirstSegment[by]; s < band.rowFirstSegment[by + 1]; ++s) {
-      const TrimapSegment& seg = band.segments[s];
-      if (seg.value != kTrimapBand) continue;
-      for (int x = seg.begin; x < seg.end; ++x, ++node) out[box.xmin + x] = graph.getTreeofNode(node) ? 0 : 255;
+                 const Box& box, const BandSides& sides, int threads) {
+  const std::vector<int32_t> first = band.firstBandPixelOfRow();
+  runRanges(result->height, threads, 64, [&](int y0, int y1) {
+    for (int y = y0; y < y1; ++y) {
+      uint8_t* out = imageRow(result, y);
+      const uint8_t* l = imageRow(labels, maps.row[y]);
+      for (int c = 0; c < labels->width; ++c)
+        if (maps.firstColumn[c] <= maps.lastColumn[c])
+          std::memset(out + maps.firstColumn[c], isObject(l[c]) ? 255 : 0,
+                      maps.lastColumn[c] - maps.firstColumn[c] + 1);
+      const int by = y - box.ymin;
+      if (by < 0 || by >= band.height) continue;
+      int node = first[by];
+      for (int s = band.rowFirstSegment[by]; s < band.rowFirstSegment[by + 1]; ++s) {
+        const TrimapSegment& seg = band.segments[s];
+        if (seg.value != kTrimapBand) continue;
+        for (int x = seg.begin; x < seg.end; ++x, ++node) out[box.xmin + x] = sides.background(node) ? 0 : 255;
+      }
     }
+  });
+}
+
+// The band's cut: its graph, the rings merged, and the search, on up to
+// `threads` threads. A cancel that has come before the search could start
+// leaves every band pixel where the search's first trees put it, on its
+// data term's side, which needs no graph. 0 when the sides are known, else
+// the graph build's status (logged).
+int cutBand(KORUSEHybrid& e, const BandPicture& band, BandSides& sides, int threads) {
+  if (cancelRequested()) {
+    sides.ofDataTerms = bandSidesOfDataTerms(e, band, threads);
+    return 0;
   }
+  const int status = buildBandGraph(e, band, BandRings::merged, threads);
+  if (status != 0) {
+    logLine(ANDROID_LOG_ERROR, kTagError, "Failed: intelligentUpscaling (status_flag = %d)", status);
+    return status;
+  }
+  traceStage("refinement: search");
+  if (cancelRequested()) {
+    sides.ofDataTerms = bandSidesOfDataTerms(e, band, threads);
+  } else {
+    stripedMaxFlow(*e.m_trimapGraph, threads);
+    sides.graph = e.m_trimapGraph;
+  }
+  traceStage("refinement: labels");
+  return 0;
 }
 
 }  // namespace
@@ -217,6 +256,8 @@ IplImage* KORUSEHybrid::intelligentUpscaling(IplImage* mask) {
                         box.xmax - box.xmin >= 0 && box.ymax - box.ymin >= 0;
   int status = -1;
   BandPicture band;
+  BandSides sides;
+  const int threads = segmentationThreads();
   if (!accepted) {
     logLine(ANDROID_LOG_ERROR, kTagError, "Failed: xmin:%d, xmax:%d, ymin:%d, ymax:%d", box.xmin,
                         box.xmax, box.ymin, box.ymax);
@@ -231,21 +272,14 @@ IplImage* KORUSEHybrid::intelligentUpscaling(IplImage* mask) {
                    KORUSEMarker::m_isGreyScale && KORUSEMarker::m_texHor && KORUSEMarker::m_texVer);
     traceStage("refinement: graph");
     band = mappedPicture(trimap, maps, box, m_trimapWidth, m_trimapHeight);
-    status = buildBandGraph(*this, band, BandRings::merged);
-    if (status != 0) {
-      logLine(ANDROID_LOG_ERROR, kTagError, "Failed: intelligentUpscaling (status_flag = %d)", status);
-    } else {
-      traceStage("refinement: search");
-      stripedMaxFlow(*m_trimapGraph, segmentationThreads());
-      traceStage("refinement: labels");
-    }
+    status = cutBand(*this, band, sides, threads);
   }
 
   IplImage* result;
   if (status == 0) {
     result = newImage(fullWidth, fullHeight, 1, site::upscalingResult);
     preferLargePages(result->imageData, result->imageSize);
-    writeResult(result, labels, maps, band, box, *m_trimapGraph);
+    writeResult(result, labels, maps, band, box, sides, threads);
   } else {
     result = fallbackEnlargement(mask);
     m_trimapWidth = m_trimapHeight = 0;

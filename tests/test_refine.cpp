@@ -197,11 +197,13 @@ TEST(BandGraph, MergedRingsByHand) {
 }
 
 // On generated scenes, the rings merged into the terminals leave every band
-// pixel on the side it takes with the rings kept. The trimap is made as the
+// pixel on the side it takes with the rings kept, however many threads
+// build the graph; and before the search, the data terms alone put each
+// band pixel where the first trees of the graph with the rings kept do. The trimap is made as the
 // refinement makes it: counts of the dilations and erosions of a working
 // mask (here the truth at a quarter of the size, shifted by a working pixel
 // so that the band straddles the true outline), enlarged 4 times.
-TEST_F(Refine, MergedRingsCutAsKeptRingsDo) {
+TEST_F(Refine, MergedRingsCutAsKeptRingsDoAndDataTermsAsFirstTrees) {
   const Scene scenes[] = {discScene(640, 480, 0.3, 0.45, 0.5),
                           makeScene(512, 384, [](int x, int y) { return (x / 40 + y / 56) % 3 == 0 && y > 40; }, false, 11)};
   for (const Scene& s : scenes)
@@ -236,17 +238,39 @@ TEST_F(Refine, MergedRingsCutAsKeptRingsDo) {
       e.m_fgModel.setInverseCovariance();
       e.m_bgModel.setInverseCovariance();
       e.m_lambda = lambda;
-      std::vector<int> sides[2];
-      for (BandRings rings : {BandRings::kept, BandRings::merged}) {
-        ASSERT_EQ(buildBandGraph(e, pictureOfCrops(KORUSEMarker::m_originalImage, trimap, nullptr, nullptr), rings), 0);
-        KORUSEGraph& g = *e.m_trimapGraph;
-        g.maxFlow();
+      const BandPicture picture = pictureOfCrops(KORUSEMarker::m_originalImage, trimap, nullptr, nullptr);
+      const auto bandPixelSides = [&](const KORUSEGraph& g) {
+        std::vector<int> sides;
         for (int y = 0; y < s.height; ++y)
           for (int x = 0; x < s.width; ++x)
-            if (trimap->imageData[y * trimap->widthStep + x] == 0) sides[rings == BandRings::merged].push_back(g.getTreeofNode(g.nodeAt(x, y)));
-        delete e.m_trimapGraph;
-        e.m_trimapGraph = nullptr;
+            if (trimap->imageData[y * trimap->widthStep + x] == 0) sides.push_back(g.getTreeofNode(g.nodeAt(x, y)));
+        return sides;
+      };
+      std::vector<int> sides[2];
+      ASSERT_EQ(buildBandGraph(e, picture, BandRings::kept), 0);
+      // Before any search, the first trees: each band pixel by its data term.
+      e.m_trimapGraph->maxflowInit();
+      for (int threads : {1, 3}) {
+        const std::vector<uint8_t> first = bandSidesOfDataTerms(e, picture, threads);
+        EXPECT_EQ(std::vector<int>(first.begin(), first.end()), bandPixelSides(*e.m_trimapGraph)) << threads;
       }
+      e.m_trimapGraph->maxFlow();
+      sides[0] = bandPixelSides(*e.m_trimapGraph);
+      delete e.m_trimapGraph;
+      // Merged, built on one thread and on three: the same graph, to the bit.
+      std::vector<float> arcs, terminals;
+      for (int threads : {1, 3}) {
+        ASSERT_EQ(buildBandGraph(e, picture, BandRings::merged, threads), 0);
+        KORUSEGraph& g = *e.m_trimapGraph;
+        const std::vector<float> a(g.arcArray, g.arcArray + g.arcFloatCount),
+            t(g.residualTerminalCapacity, g.residualTerminalCapacity + g.nodeCount);
+        if (threads == 1) arcs = a, terminals = t;
+        EXPECT_TRUE(a == arcs && t == terminals) << "built on " << threads << " threads";
+        g.maxFlow();
+        sides[1] = bandPixelSides(g);
+        delete e.m_trimapGraph;
+      }
+      e.m_trimapGraph = nullptr;
       ASSERT_EQ(sides[1].size(), sides[0].size());
       EXPECT_GT(sides[0].size(), 1000u);
       size_t differing = 0;

@@ -116,16 +116,18 @@ void cancelOnArrival(const char* stage, int index) {
 // Up to the last cut, a cancel yields no result: the mask untouched, the
 // region's buffers released, nothing recorded. From then on the edit goes
 // on: the refinement's search stops at once and its band is labelled from
-// the trees as they stand, and the mask is post-processed, recorded and
-// delivered. Either way the cancel stays in force until the host starts
+// the trees as they stand (before the search, from each pixel's data term:
+// the same mask wherever such a cancel came), and the mask is
+// post-processed, recorded and delivered. Either way the cancel stays in force until the host starts
 // over, and the same edit then gives the uncancelled result.
 TEST_F(Segment, CancelBeforeTheMaskYieldsNothingAndAfterItTheRefinementStops) {
   openScene(discScene(1280, 960));
   HostMask uncancelled = blankMask();
   ASSERT_EQ(boxEdit(320, 150, 960, 810, &uncancelled), 0);
-  const CancelPoint points[] = {{"region", 0, false}, {"models", 1, false}, {"search", 1, false},
-                                {"graph", 3, false},  {"search", 5, false}, {"mask", 0, true},
-                                {"refinement: search", 0, true}};
+  const CancelPoint points[] = {{"region", 0, false}, {"models", 1, false},           {"search", 1, false},
+                                {"graph", 3, false},  {"search", 5, false},           {"mask", 0, true},
+                                {"refinement: graph", 0, true}, {"refinement: search", 0, true}};
+  HostMask stopped;  // what every cancel before the band's search leaves
   for (const CancelPoint& at : points) {
     SCOPED_TRACE(testing::Message() << at.stage << " " << at.index);
     openScene(discScene(1280, 960));
@@ -147,6 +149,8 @@ TEST_F(Segment, CancelBeforeTheMaskYieldsNothingAndAfterItTheRefinementStops) {
       EXPECT_FALSE(toldCancelled);
       EXPECT_NE(mask, uncancelled) << "the band was cut all the same";
       EXPECT_GE(hostMaskIoU(mask, scene_), 0.9);  // only the band is judged by its data terms alone
+      if (stopped.empty()) stopped = mask;
+      EXPECT_EQ(mask, stopped) << "the search never started: the same sides wherever the cancel came";
       HostMask back = blankMask();
       redo(nullptr, back.data());  // the newest entry: this result
       EXPECT_EQ(back, mask);
