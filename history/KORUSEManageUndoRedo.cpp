@@ -9,6 +9,8 @@
 #include "support/KORULog.h"
 #include "support/LargePages.h"
 #include "support/LogSites.h"
+#include "support/ThreadSetting.h"
+#include "support/WorkerPool.h"
 
 uint32_t** KORUSEManageUndoRedo::m_bitPlane = nullptr;
 int32_t KORUSEManageUndoRedo::m_maxSize = KORUSEManageUndoRedo::kSlots;
@@ -27,15 +29,20 @@ const int kBlock = 64;
 
 // Calls visit(x, y0, y1) for every column x of every block of a w x h area,
 // y0..y1 being the block's rows (its segment of column x is y0 / kBlock).
+// Rows of blocks are shared out among the segmentation's threads: they
+// touch disjoint words of the planes and disjoint segment flags.
 template <typename Visit>
 void forEachBlockColumn(int w, int h, Visit visit) {
-  for (int y0 = 0; y0 < h; y0 += kBlock) {
-    const int y1 = std::min(y0 + kBlock, h);
-    for (int x0 = 0; x0 < w; x0 += kBlock) {
-      const int x1 = std::min(x0 + kBlock, w);
-      for (int x = x0; x < x1; ++x) visit(x, y0, y1);
+  const int blockRows = (h + kBlock - 1) / kBlock;
+  runRanges(blockRows, segmentationThreads(), 8, [&](int first, int last) {
+    for (int y0 = first * kBlock; y0 < std::min(last * kBlock, h); y0 += kBlock) {
+      const int y1 = std::min(y0 + kBlock, h);
+      for (int x0 = 0; x0 < w; x0 += kBlock) {
+        const int x1 = std::min(x0 + kBlock, w);
+        for (int x = x0; x < x1; ++x) visit(x, y0, y1);
+      }
     }
-  }
+  });
 }
 }  // namespace
 
@@ -91,14 +98,18 @@ void KORUSEManageUndoRedo::setMask(int slot, IplImage* mask) {
   const int h = std::min({height, KORUSEMarker::m_originalHeight, mask->height});
   const uint32_t bit = 1u << slot;
   forEachBlockColumn(w, h, [&](int x, int y0, int y1) {
+    uint32_t* column = m_bitPlane[x];
     uint8_t& used = segmentUsed(x, y0);
     if (!used) {  // all words 0: only an object pixel changes them
       int y = y0;
       while (y < y1 && !imageRow(mask, y)[x]) ++y;
       if (y == y1) return;
       used = 1;
+      // Words never written are 0: written without being read, so that
+      // their fresh pages are not first mapped for reading.
+      for (y = y0; y < y1; ++y) column[y] = imageRow(mask, y)[x] ? bit : 0u;
+      return;
     }
-    uint32_t* column = m_bitPlane[x];
     for (int y = y0; y < y1; ++y) {
       const uint32_t set = imageRow(mask, y)[x] ? bit : 0u;
       column[y] = (column[y] & ~bit) | set;

@@ -5,6 +5,8 @@
 
 #include "support/ImageRows.h"
 #include "support/LargePages.h"
+#include "support/ThreadSetting.h"
+#include "support/WorkerPool.h"
 #include "support/Marks.h"
 
 std::vector<int> traceBoxBorder(int x1, int y1, int x2, int y2) {
@@ -29,15 +31,17 @@ IplImage* boxMarkerImage(int width, int height, int x1, int y1, int x2, int y2) 
   const int left = std::max(x1, 0), right = std::min(x2, width - 1);
   const int top = std::max(y1, 0), bottom = std::min(y2, height - 1);
   const bool spans = box && left <= right;
-  for (int y = 0; y < height; ++y) {
-    uint8_t* row = imageRow(marks, y);
-    if (!spans || y < top || y > bottom) {
-      std::memset(row, MARK_NONE, width);
-      continue;
+  runRanges(height, segmentationThreads(), 256, [&](int y0, int y1) {
+    for (int y = y0; y < y1; ++y) {
+      uint8_t* row = imageRow(marks, y);
+      if (!spans || y < top || y > bottom) {
+        std::memset(row, MARK_NONE, width);
+        continue;
+      }
+      std::memset(row, MARK_NONE, left);
+      std::memset(row + left, MARK_PROBABLE_OBJECT, right - left + 1);
+      std::memset(row + right + 1, MARK_NONE, width - right - 1);
     }
-    std::memset(row, MARK_NONE, left);
-    std::memset(row + left, MARK_PROBABLE_OBJECT, right - left + 1);
-    std::memset(row + right + 1, MARK_NONE, width - right - 1);
-  }
+  });
   return marks;
 }

@@ -14,6 +14,7 @@
 #include "support/OwnedImage.h"
 #include "support/StageTrace.h"
 #include "support/ThreadSetting.h"
+#include "support/WorkerPool.h"
 
 int setSourceImage(int width, int height, unsigned int* pixels) {
   return exportGuard("setSourceImage", 0, [&] {
@@ -37,15 +38,17 @@ int setSourceImage(int width, int height, unsigned int* pixels) {
     releaseKeptImage();
     IplImage* image = cvCreateImage(cvSize(width, height), IPL_DEPTH_8U, 3);
     preferLargePages(image->imageData, image->imageSize);
-    for (int y = 0; y < height; ++y) {
-      uint8_t* bgr = imageRow(image, y);
-      const unsigned int* row = pixels + static_cast<size_t>(y) * width;
-      for (int x = 0; x < width; ++x, bgr += 3) {
-        bgr[0] = row[x] & 0xFF;
-        bgr[1] = (row[x] >> 8) & 0xFF;
-        bgr[2] = (row[x] >> 16) & 0xFF;
+    runRanges(height, segmentationThreads(), 256, [&](int y0, int y1) {
+      for (int y = y0; y < y1; ++y) {
+        uint8_t* bgr = imageRow(image, y);
+        const unsigned int* row = pixels + static_cast<size_t>(y) * width;
+        for (int x = 0; x < width; ++x, bgr += 3) {
+          bgr[0] = row[x] & 0xFF;
+          bgr[1] = (row[x] >> 8) & 0xFF;
+          bgr[2] = (row[x] >> 16) & 0xFF;
+        }
       }
-    }
+    });
     KORUSEMarker::m_originalImage = image;
     KORUSEMarker::m_originalWidth = width;
     KORUSEMarker::m_originalHeight = height;
