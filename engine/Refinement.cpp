@@ -21,7 +21,7 @@
 #include "interface/session/KORUSEMarker.h"
 #include "support/ImageRows.h"
 #include "support/KORULog.h"
-#include "support/LargePages.h"
+#include "support/FreshPages.h"
 #include "support/LogSites.h"
 #include "support/Marks.h"
 #include "support/NearestSampling.h"
@@ -278,7 +278,7 @@ IplImage* KORUSEHybrid::intelligentUpscaling(IplImage* mask) {
   IplImage* result;
   if (status == 0) {
     result = newImage(fullWidth, fullHeight, 1, site::upscalingResult);
-    preferLargePages(result->imageData, result->imageSize);
+    mapPagesForWriting(result->imageData, result->imageSize);
     writeResult(result, labels, maps, band, box, sides, threads);
   } else {
     result = fallbackEnlargement(mask);

@@ -8,7 +8,7 @@
 #include "graph/KORUSEGraph.h"
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
-#include "support/LargePages.h"
+#include "support/FreshPages.h"
 #include "support/LogSites.h"
 
 namespace {
@@ -108,7 +108,7 @@ int KORUSEGraph::setBand(const BandRuns& rows) {
     logBadCall("setBand", "no memory for the band's tables");
     return -1;
   }
-  preferLargePages(block, n * sizeof(BandNeighbours));
+  mapPagesForWriting(block, n * sizeof(BandNeighbours));
   band->node = block;
   band->nodes = static_cast<int32_t>(nodes);
   band->rows = rows;

@@ -9,7 +9,7 @@
 #include "graph/SearchTree.h"
 #include "support/KORULog.h"
 #include "support/KORUMemory.h"
-#include "support/LargePages.h"
+#include "support/FreshPages.h"
 #include "support/LogSites.h"
 
 namespace {
@@ -49,8 +49,8 @@ void KORUSEGraph::allocateStorage(int nodeRecords, int edgeRecords) {
     arcArray = nullptr;
     return;
   }
-  preferLargePages(block, 5 * words + bytes);
-  preferLargePages(arcArray, arcBytes);
+  mapPagesForWriting(block, 5 * words + bytes);
+  mapPagesForWriting(arcArray, arcBytes);
   parentArc = reinterpret_cast<int32_t*>(block);
   parentNode = reinterpret_cast<int32_t*>(block + words);
   residualTerminalCapacity = reinterpret_cast<float*>(block + 2 * words);

@@ -7,7 +7,6 @@
 #include "interface/session/KORUSEMarker.h"
 #include "support/ImageRows.h"
 #include "support/KORULog.h"
-#include "support/LargePages.h"
 #include "support/LogSites.h"
 #include "support/ThreadSetting.h"
 #include "support/WorkerPool.h"
@@ -52,11 +51,12 @@ void KORUSEManageUndoRedo::allocate() {
   if (KORUSEMarker::m_originalWidth < 1 || KORUSEMarker::m_originalHeight < 1) return;
   const int w = KORUSEMarker::m_originalWidth, h = KORUSEMarker::m_originalHeight;
   // One zeroed block for all columns: reading a never-written slot is
-  // defined, and calloc hands out fresh pages without writing them.
+  // defined, and calloc hands out fresh pages without writing them. Only
+  // the segments an object reaches are ever written: their pages come by
+  // faults, the rest never cost memory.
   uint32_t* words =
       static_cast<uint32_t*>(std::calloc(static_cast<size_t>(w) * h, sizeof(uint32_t)));
   if (!words) throw std::bad_alloc();
-  preferLargePages(words, static_cast<size_t>(w) * h * sizeof(uint32_t));
   uint32_t** columns = new (std::nothrow) uint32_t*[w];
   if (!columns) {
     std::free(words);

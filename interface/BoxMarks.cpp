@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "support/ImageRows.h"
-#include "support/LargePages.h"
+#include "support/FreshPages.h"
 #include "support/ThreadSetting.h"
 #include "support/WorkerPool.h"
 #include "support/Marks.h"
@@ -24,7 +24,7 @@ std::vector<int> traceBoxBorder(int x1, int y1, int x2, int y2) {
 
 IplImage* boxMarkerImage(int width, int height, int x1, int y1, int x2, int y2) {
   IplImage* marks = cvCreateImage(cvSize(width, height), IPL_DEPTH_8U, 1);
-  preferLargePages(marks->imageData, marks->imageSize);
+  mapPagesForWriting(marks->imageData, marks->imageSize);
   // Each byte is written once: the rows outside the box, and the parts of
   // box rows left and right of it, are MARK_NONE.
   const bool box = x2 >= x1 && y2 >= y1;

@@ -9,7 +9,7 @@
 #include "SegmentationCore.h"
 #include "support/ImageRows.h"
 #include "support/KORULog.h"
-#include "support/LargePages.h"
+#include "support/FreshPages.h"
 #include "support/LogSites.h"
 #include "support/OwnedImage.h"
 #include "support/StageTrace.h"
@@ -37,7 +37,7 @@ int setSourceImage(int width, int height, unsigned int* pixels) {
     releaseImage(&markerImage);
     releaseKeptImage();
     IplImage* image = cvCreateImage(cvSize(width, height), IPL_DEPTH_8U, 3);
-    preferLargePages(image->imageData, image->imageSize);
+    mapPagesForWriting(image->imageData, image->imageSize);
     runRanges(height, segmentationThreads(), 256, [&](int y0, int y1) {
       for (int y = y0; y < y1; ++y) {
         uint8_t* bgr = imageRow(image, y);

@@ -9,7 +9,7 @@
 #include "SegmentationCore.h"
 #include "support/ImageRows.h"
 #include "support/KORULog.h"
-#include "support/LargePages.h"
+#include "support/FreshPages.h"
 #include "support/LogSites.h"
 
 KORUSEHybrid* pHybrid = nullptr;
@@ -39,7 +39,7 @@ IplImage* photoSizedImage() {
   releaseImage(&g_keptImage);
   IplImage* image =
       cvCreateImage(cvSize(KORUSEMarker::m_originalWidth, KORUSEMarker::m_originalHeight), IPL_DEPTH_8U, 1);
-  preferLargePages(image->imageData, image->imageSize);
+  mapPagesForWriting(image->imageData, image->imageSize);
   return image;
 }
 
