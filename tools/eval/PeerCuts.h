@@ -30,3 +30,8 @@ CutResult peerBoxCut(const Photo& photo, const std::array<int, 4>& box, PeerStat
 // kPeerIterations, one thread. Replaces `object` and returns true unless
 // it throws.
 bool peerEdit(const Photo& photo, const Edit& edit, PeerState& state, cv::Mat& object);
+
+// The direct tool, as a person sets cv::grabCut's result mask by hand: the
+// edit's hard marks written into the mask as GC_FGD / GC_BGD, no grabCut
+// call; `object` becomes the mask's object. Later edits keep them as hard.
+void peerPaint(const Edit& edit, PeerState& state, cv::Mat& object);
