@@ -51,11 +51,18 @@ MethodScore savedScore(const std::string& masks, const std::string& name, const 
   return {};
 }
 
+// How one side takes an edit: a segmentation, or the direct tool (a "cut"
+// step, painted into the mask).
+struct SideEdits {
+  std::function<void(const Edit&, cv::Mat&)> segment, paint;
+};
+
 // The robot on one method, each correction marked as the phone app marks it.
 RobotOutcome robotOn(const Photo& photo, const cv::Mat& start, const cv::Mat& truth, RobotStyle style,
-                     const std::function<void(const Edit&, cv::Mat&)>& edit) {
+                     const SideEdits& side) {
   return runRobot(start.clone(), truth, style, [&](const Step& step, cv::Mat& object) {
-    edit(markEdit(step, photo.width(), photo.height()), object);
+    const Edit edit = markEdit(step, photo.width(), photo.height());
+    (step.kind == StepKind::Cut ? side.paint : side.segment)(edit, object);
   });
 }
 
@@ -74,8 +81,10 @@ PhotoReport evaluatePhoto(const BenchmarkPhoto& entry, const EvalArguments& args
   report.methods[kOurBox] = scoreOf(ours, truth, box);
   progress.begin(entry.name + ": robot user on our cut");
   report.robotRan = true;
-  report.robot[kRobotOurs] = robotOn(photo, ours.object, truth, args.robot,
-                                     [&](const Edit& e, cv::Mat& object) { ourEdit(photo, e, object); });
+  report.robot[kRobotOurs] =
+      robotOn(photo, ours.object, truth, args.robot,
+              {[&](const Edit& e, cv::Mat& object) { ourEdit(photo, e, object); },
+               [&](const Edit& e, cv::Mat& object) { ourPaint(photo, e, object); }});
   progress.begin(entry.name + ": our lasso cut");
   if (!entry.lasso.empty()) {
     const cv::Mat trimap = readGreyOfSize(entry.lasso, photo.bgr.size());
@@ -88,8 +97,10 @@ PhotoReport evaluatePhoto(const BenchmarkPhoto& entry, const EvalArguments& args
   const CutResult theirs = peerBoxCut(photo, entry.box, peer);
   report.methods[kGrabCut] = scoreOf(theirs, truth, box);
   progress.begin(entry.name + ": robot user on cv::grabCut");
-  report.robot[kRobotPeer] = robotOn(photo, theirs.object, truth, args.robot,
-                                     [&](const Edit& e, cv::Mat& object) { peerEdit(photo, e, peer, object); });
+  report.robot[kRobotPeer] =
+      robotOn(photo, theirs.object, truth, args.robot,
+              {[&](const Edit& e, cv::Mat& object) { peerEdit(photo, e, peer, object); },
+               [&](const Edit& e, cv::Mat& object) { peerPaint(e, peer, object); }});
   report.methods[kSavedMasks] = savedScore(args.masks, entry.name, truth, box);
   return report;
 }

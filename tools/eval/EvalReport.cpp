@@ -52,7 +52,7 @@ std::string medianText(double median) {
   return median > kRobotMaxStrokes ? ">" + std::to_string(kRobotMaxStrokes) : format("%g", median);
 }
 
-// "ours          12 of 15 photos, median 3 (scribble 20, loop 3)"
+// "ours          12 of 15 photos, median 3 (scribble 20, loop 3; 4 failed)"
 std::string robotLine(const EvalSummary& s, RobotSide side) {
   std::string line = pad(side == kRobotOurs ? "  ours" : "  cv::grabCut", 14, false) +
                      std::to_string(s.robotReached[side]) + " of " + std::to_string(s.robotRuns) +
@@ -62,7 +62,8 @@ std::string robotLine(const EvalSummary& s, RobotSide side) {
     if (line.back() != '(') line += ", ";
     line += std::string(gestureName(static_cast<Gesture>(g))) + " " + std::to_string(s.robotGestures[side][g]);
   }
-  return line + (line.back() == '(' ? "no corrections)\n" : ")\n");
+  if (line.back() == '(') return line + "no corrections)\n";
+  return line + "; " + std::to_string(s.robotFailed[side]) + " failed)\n";
 }
 
 bool anyRan(const std::vector<PhotoReport>& photos, Method method) {
@@ -154,8 +155,10 @@ EvalSummary summarize(const std::vector<PhotoReport>& photos, RobotStyle robotSt
     if (!p.robotRan) continue;
     ++s.robotRuns;
     for (int side = 0; side < kRobotSides; ++side) {
-      s.robotReached[side] += p.robot[side].strokes >= 0;
-      for (const Correction& c : p.robot[side].given) ++s.robotGestures[side][static_cast<int>(c.gesture)];
+      const RobotOutcome& r = p.robot[side];
+      s.robotReached[side] += r.strokes >= 0;
+      for (const Correction& c : r.given) ++s.robotGestures[side][static_cast<int>(c.gesture)];
+      s.robotFailed[side] += static_cast<int>(std::count(r.failed.begin(), r.failed.end(), true));
     }
   }
   for (int m = 0; m < kMethodCount; ++m) {
@@ -239,18 +242,19 @@ std::string csvText(const std::vector<PhotoReport>& photos, const EvalSummary& s
 }
 
 std::string robotCsvText(const std::vector<PhotoReport>& photos) {
-  std::string text = "photo,side,stroke,kind,mode,x,y,radius,iou\n";
+  std::string text = "photo,side,stroke,kind,mode,x,y,radius,iou,failed\n";
   for (const PhotoReport& p : photos) {
     if (!p.robotRan) continue;
     for (int side = 0; side < kRobotSides; ++side) {
       const RobotOutcome& r = p.robot[side];
       const std::string start = p.name + "," + (side == kRobotOurs ? "ours" : "grabcut") + ",";
-      text += start + "0,box,,,,," + format("%.4f", r.startIoU) + "\n";
+      text += start + "0,box,,,,," + format("%.4f", r.startIoU) + ",\n";
       for (size_t k = 0; k < r.given.size(); ++k) {
         const Correction& c = r.given[k];
         text += start + std::to_string(k + 1) + "," + gestureName(c.gesture) + (c.step.add ? ",add," : ",remove,") +
                 std::to_string(c.centre.x) + "," + std::to_string(c.centre.y) + "," +
-                (c.step.radius < 0 ? "" : std::to_string(c.step.radius)) + "," + format("%.4f", r.iou[k]) + "\n";
+                (c.step.radius < 0 ? "" : std::to_string(c.step.radius)) + "," + format("%.4f", r.iou[k]) +
+                (r.failed[k] ? ",1\n" : ",0\n");
       }
     }
   }

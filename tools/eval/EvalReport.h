@@ -56,6 +56,7 @@ struct EvalSummary {
   std::array<int, kRobotSides> robotReached{};
   std::array<double, kRobotSides> robotMedian{};
   std::array<std::array<int, kGestureCount>, kRobotSides> robotGestures{};  // corrections of each kind
+  std::array<int, kRobotSides> robotFailed{};  // corrections that failed (RegionMemory.h)
 };
 
 EvalSummary summarize(const std::vector<PhotoReport>& photos, RobotStyle robotStyle);
@@ -69,8 +70,9 @@ void printTable(std::ostream& out, const std::vector<PhotoReport>& photos, const
 std::string csvText(const std::vector<PhotoReport>& photos, const EvalSummary& summary);
 
 // The robot's corrections, one line each: photo, side, number (0: the box
-// cut), kind (scribble, loop, dab), add/remove, the wrong region's deepest
-// point x and y, the brush radius (empty for a loop), IoU after it.
+// cut), kind (gestureName), add/remove, the wrong region's deepest point x
+// and y, the brush radius (empty without a brush), IoU after it, and 1 when
+// it failed (0 otherwise, empty for the box cut).
 std::string robotCsvText(const std::vector<PhotoReport>& photos);
 
 // Writes `text` to `path` under a temporary name, then renames it. Throws

@@ -29,16 +29,25 @@ unsigned int* pixelsOf(const Photo& photo) {
   return const_cast<unsigned int*>(photo.pixels.data());
 }
 
-// The edit's marks and points, then processSegment; the host mask, or
-// kUntouched everywhere without a result.
-std::vector<unsigned char> runEdit(const Photo& photo, Edit edit) {
+// The edit's marks and points, then processSegment, or cutOutImage when
+// `direct`; the host mask, or kUntouched everywhere without a result.
+std::vector<unsigned char> runEdit(const Photo& photo, Edit edit, bool direct = false) {
   restartOpenCvGenerator();
   setCurrentMarkerVector(static_cast<int>(edit.points.size()), edit.points.data());
   setMarkerImage(photo.width(), photo.height(), edit.markers.data(), edit.strokeType);
   std::vector<unsigned char> host(photo.pixels.size(), kUntouched);
   std::vector<unsigned int> preview = photo.pixels;
-  if (processSegment(0, 0, 0, preview.data(), host.data()) < 0) host.assign(host.size(), kUntouched);
+  if (direct)
+    cutOutImage(0, 0, 0, preview.data(), host.data());
+  else if (processSegment(0, 0, 0, preview.data(), host.data()) < 0)
+    host.assign(host.size(), kUntouched);
   return host;
+}
+
+bool takeResult(const std::vector<unsigned char>& host, const Photo& photo, cv::Mat& object) {
+  if (host.empty() || host[0] == kUntouched) return false;
+  object = objectFromHost(host, photo);
+  return true;
 }
 
 CutResult resultOf(const std::vector<unsigned char>& host, const Photo& photo, const Stopwatch& clock) {
@@ -87,10 +96,11 @@ CutResult ourLoopCut(const Photo& photo, const Edit& loop) {
 }
 
 bool ourEdit(const Photo& photo, const Edit& edit, cv::Mat& object) {
-  const std::vector<unsigned char> host = runEdit(photo, edit);
-  if (host.empty() || host[0] == kUntouched) return false;
-  object = objectFromHost(host, photo);
-  return true;
+  return takeResult(runEdit(photo, edit), photo, object);
+}
+
+bool ourPaint(const Photo& photo, const Edit& edit, cv::Mat& object) {
+  return takeResult(runEdit(photo, edit, true), photo, object);
 }
 
 void closeOurSession() { deinitSegmentation(); }

@@ -36,5 +36,10 @@ CutResult ourLoopCut(const Photo& photo, const Edit& loop);
 // leaves it and returns false otherwise.
 bool ourEdit(const Photo& photo, const Edit& edit, cv::Mat& object);
 
+// The direct tool on the open session: the edit's hard marks (object 2,
+// background 1) painted into the last mask by cutOutImage, no segmentation.
+// Replaces `object` and returns true when there is a result.
+bool ourPaint(const Photo& photo, const Edit& edit, cv::Mat& object);
+
 // deinitSegmentation.
 void closeOurSession();

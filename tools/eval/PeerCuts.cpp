@@ -35,6 +35,17 @@ cv::Mat objectOf(const cv::Mat& gcMask) {
   return (gcMask == cv::GC_FGD) | (gcMask == cv::GC_PR_FGD);
 }
 
+// The edit's marks written over grabCut's mask, each as its GC_ value.
+void writeMarks(const Edit& edit, PeerState& state) {
+  uchar* mask = state.mask.ptr<uchar>();  // continuous: made by grabCut or peerBoxCut
+  for (size_t i = 0; i < edit.markers.size(); ++i) {
+    if (edit.markers[i] == kMarkObject) mask[i] = cv::GC_FGD;
+    if (edit.markers[i] == kMarkBackground) mask[i] = cv::GC_BGD;
+    if (edit.markers[i] == kMarkProbableObject) mask[i] = cv::GC_PR_FGD;
+    if (edit.markers[i] == kMarkProbableBackground) mask[i] = cv::GC_PR_BGD;
+  }
+}
+
 }  // namespace
 
 CutResult peerBoxCut(const Photo& photo, const std::array<int, 4>& box, PeerState& state) {
@@ -53,14 +64,13 @@ CutResult peerBoxCut(const Photo& photo, const std::array<int, 4>& box, PeerStat
 }
 
 bool peerEdit(const Photo& photo, const Edit& edit, PeerState& state, cv::Mat& object) {
-  uchar* mask = state.mask.ptr<uchar>();  // continuous: made by grabCut or above
-  for (size_t i = 0; i < edit.markers.size(); ++i) {
-    if (edit.markers[i] == kMarkObject) mask[i] = cv::GC_FGD;
-    if (edit.markers[i] == kMarkBackground) mask[i] = cv::GC_BGD;
-    if (edit.markers[i] == kMarkProbableObject) mask[i] = cv::GC_PR_FGD;
-    if (edit.markers[i] == kMarkProbableBackground) mask[i] = cv::GC_PR_BGD;
-  }
+  writeMarks(edit, state);
   if (!runGrabCut(photo, state, cv::GC_INIT_WITH_MASK)) return false;
   object = objectOf(state.mask);
   return true;
+}
+
+void peerPaint(const Edit& edit, PeerState& state, cv::Mat& object) {
+  writeMarks(edit, state);
+  object = objectOf(state.mask);
 }

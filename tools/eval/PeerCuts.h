@@ -25,8 +25,13 @@ constexpr int kPeerIterations = 5;
 CutResult peerBoxCut(const Photo& photo, const std::array<int, 4>& box, PeerState& state);
 
 // The edit's marks written into the previous mask: hard ones (object 2,
-// background 1) as GC_FGD / GC_BGD, probable ones (a loop's inside: object 4,
-// background 3) as GC_PR_FGD / GC_PR_BGD; then cv::grabCut in GC_INIT_WITH_MASK mode,
+// background 1) as GC_FGD / GC_BGD, probable ones (object 4, background 3)
+// as GC_PR_FGD / GC_PR_BGD; then cv::grabCut in GC_INIT_WITH_MASK mode,
 // kPeerIterations, one thread. Replaces `object` and returns true unless
 // it throws.
 bool peerEdit(const Photo& photo, const Edit& edit, PeerState& state, cv::Mat& object);
+
+// The direct tool, as a person sets cv::grabCut's result mask by hand: the
+// edit's hard marks written into the mask as GC_FGD / GC_BGD, no grabCut
+// call; `object` becomes the mask's object. Later edits keep them as hard.
+void peerPaint(const Edit& edit, PeerState& state, cv::Mat& object);

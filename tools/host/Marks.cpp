@@ -62,7 +62,8 @@ Edit markEdit(const Step& step, int width, int height) {
       edit.strokeType = kLoopAdd;
       break;
     case StepKind::Loop:
-      drawInside(marks, points, step.add ? kMarkProbableObject : kMarkProbableBackground);
+      // A remove loop means "not this": its inside is background outright.
+      drawInside(marks, points, step.add ? kMarkProbableObject : kMarkBackground);
       edit.strokeType = step.add ? kLoopAdd : kLoopRemove;
       break;
     case StepKind::Stroke:

@@ -24,8 +24,8 @@ struct Edit {
 };
 
 // Box: its inside probable object, its border traced clockwise as the loop.
-// Loop: its inside probable object (add) or probable background (remove),
-// its corners as the points. Stroke and cut with a radius: the line drawn
+// Loop: its inside probable object (add) or background (remove), its corners
+// as the points. Stroke and cut with a radius: the line drawn
 // that wide marked object or background, every pixel of its centre line as
 // the points (a finger reports a dense trace). Cut without a radius: the
 // polygon's inside marked object or background. Points must lie inside.

@@ -27,10 +27,26 @@ bool brushFits(const WrongRegion& region, int radius, cv::Point p) {
 
 }  // namespace
 
+const char* gestureName(Gesture gesture) {
+  switch (gesture) {
+    case Gesture::Dab:
+      return "dab";
+    case Gesture::Scribble:
+      return "scribble";
+    case Gesture::WiderScribble:
+      return "wider scribble";
+    case Gesture::Loop:
+      return "loop";
+    case Gesture::Paint:
+      return "paint";
+  }
+  return "?";
+}
+
 Step dabOn(const WrongRegion& region) {
   // Every brush pixel lies within radius + halfLength < depth of the
   // deepest point, so inside the region.
-  const int radius = std::min(kDabMaxRadius, static_cast<int>(region.deepest * kRadiusPerDepth));
+  const int radius = scribbleRadius(region, kDabMaxRadius);
   const int halfLength =
       std::max(0, std::min(kDabMaxHalfLength, static_cast<int>(region.deepest) - radius - 1));
   std::vector<cv::Point> points{region.centre - cv::Point(halfLength, 0)};
@@ -38,8 +54,16 @@ Step dabOn(const WrongRegion& region) {
   return brush(region, radius, points);
 }
 
-Step scribbleAlong(const WrongRegion& region, int maxRadius) {
-  const int radius = std::min(maxRadius, static_cast<int>(region.deepest * kRadiusPerDepth));
+int scribbleRadius(const WrongRegion& region, int maxRadius) {
+  return std::min(maxRadius, static_cast<int>(region.deepest * kRadiusPerDepth));
+}
+
+int widerRadius(const WrongRegion& region, int previous) {
+  const int widest = std::max(previous, static_cast<int>(region.deepest) - 1);  // see brushFits
+  return std::min(widest, std::max(2 * previous, previous + 1));
+}
+
+Step scribbleAlong(const WrongRegion& region, int radius) {
   const std::vector<cv::Point> line = medialLine(region.pixels);
   const auto fits = [&](cv::Point p) { return brushFits(region, radius, p); };
   const auto first = std::find_if(line.begin(), line.end(), fits);
@@ -59,4 +83,10 @@ Step loopInside(const WrongRegion& region, double pull) {
   loop.add = region.missed;
   loop.points = outlines.empty() ? std::vector<cv::Point>{region.centre} : outlines.front();
   return loop;
+}
+
+Step paintOver(const WrongRegion& region, double pull, int radius) {
+  Step paint = region.deepest > pull ? loopInside(region, pull) : scribbleAlong(region, radius);
+  paint.kind = StepKind::Cut;
+  return paint;
 }

@@ -5,6 +5,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "Gestures.h"
+#include "RegionMemory.h"
 #include "Score.h"
 #include "WrongRegion.h"
 
@@ -39,28 +40,31 @@ bool worthALoop(const WrongRegion& region, int fingertip) {
   return across >= kLoopMinFingertipsAcross * fingertipWidth && hullShare(region) >= kLoopMinHullShare;
 }
 
-Correction personCorrection(const WrongRegion& region) {
+// The person's correction of `region` whose history is `record`.
+Correction personCorrection(const WrongRegion& region, const RegionRecord& record) {
   const int fingertip = fingertipRadius(region.pixels.size());
-  if (worthALoop(region, fingertip))
-    return {loopInside(region, kLoopPullPerFingertipRadius * fingertip), Gesture::Loop, region.centre};
-  return {scribbleAlong(region, fingertip), Gesture::Scribble, region.centre};
+  const double pull = kLoopPullPerFingertipRadius * fingertip;
+  const Gesture gesture = nextGesture(record, worthALoop(region, fingertip));
+  switch (gesture) {
+    case Gesture::Loop:
+      return {loopInside(region, pull), gesture, region.centre};
+    case Gesture::WiderScribble:
+      return {scribbleAlong(region, widerRadius(region, record.lastRadius)), gesture, region.centre};
+    case Gesture::Paint:
+      return {paintOver(region, pull, scribbleRadius(region, fingertip)), gesture, region.centre};
+    default:
+      return {scribbleAlong(region, scribbleRadius(region, fingertip)), Gesture::Scribble, region.centre};
+  }
+}
+
+Correction correctionOf(const WrongRegion& region, const RegionRecord& record, RobotStyle style) {
+  if (style == RobotStyle::Dab) return {dabOn(region), Gesture::Dab, region.centre};
+  return personCorrection(region, record);
 }
 
 }  // namespace
 
 const char* robotStyleName(RobotStyle style) { return style == RobotStyle::Dab ? "dab" : "person"; }
-
-const char* gestureName(Gesture gesture) {
-  switch (gesture) {
-    case Gesture::Dab:
-      return "dab";
-    case Gesture::Scribble:
-      return "scribble";
-    case Gesture::Loop:
-      return "loop";
-  }
-  return "?";
-}
 
 int fingertipRadius(cv::Size photo) {
   return std::max(1, static_cast<int>(std::lround(kFingertipShareOfWidth * photo.width / 2)));
@@ -69,8 +73,7 @@ int fingertipRadius(cv::Size photo) {
 std::optional<Correction> nextCorrection(const cv::Mat& object, const cv::Mat& truth, RobotStyle style) {
   const std::optional<WrongRegion> region = largestWrongRegion(object, truth);
   if (!region) return std::nullopt;
-  if (style == RobotStyle::Dab) return Correction{dabOn(*region), Gesture::Dab, region->centre};
-  return personCorrection(*region);
+  return correctionOf(*region, RegionRecord{}, style);
 }
 
 RobotOutcome runRobot(cv::Mat object, const cv::Mat& truth, RobotStyle style, const ApplyStroke& apply) {
@@ -80,13 +83,24 @@ RobotOutcome runRobot(cv::Mat object, const cv::Mat& truth, RobotStyle style, co
     outcome.strokes = 0;
     return outcome;
   }
+  RegionMemory memory;
+  memory.seenBefore(object);
+  double iou = outcome.startIoU;
   for (int k = 1; k <= kRobotMaxStrokes; ++k) {
-    const std::optional<Correction> correction = nextCorrection(object, truth, style);
-    if (!correction) break;  // nothing scored is wrong, yet IoU is short: cannot happen past 0
-    apply(correction->step, object);
-    outcome.given.push_back(*correction);
-    outcome.iou.push_back(scoredIoU(object, truth));
-    if (outcome.iou.back() >= kRobotGoalIoU) {
+    const std::optional<WrongRegion> region = largestWrongRegion(object, truth);
+    if (!region) break;  // nothing scored is wrong, yet IoU is short: cannot happen past 0
+    RegionRecord& record = memory.recall(*region);
+    const Correction correction = correctionOf(*region, record, style);
+    apply(correction.step, object);
+    const double before = iou;
+    iou = scoredIoU(object, truth);
+    const bool seen = memory.seenBefore(object);
+    const bool failed = iou - before < kRobotMinGain || seen;
+    noteOutcome(record, correction.gesture, correction.step.radius, failed);
+    outcome.given.push_back(correction);
+    outcome.iou.push_back(iou);
+    outcome.failed.push_back(failed);
+    if (iou >= kRobotGoalIoU) {
       outcome.strokes = k;
       return outcome;
     }

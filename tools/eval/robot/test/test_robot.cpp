@@ -1,5 +1,5 @@
 // The robot user of `cutout eval`: where its corrections go on generated
-// scenes whose missed part is known.
+// scenes whose missed part is known, and how it changes tool when they fail.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -7,6 +7,7 @@
 
 #include "testing/SyntheticScene.h"
 #include "tools/eval/robot/RobotUser.h"
+#include "tools/host/Marks.h"
 
 namespace {
 
@@ -114,6 +115,74 @@ TEST(Robot, PerfectMaskNeedsNoCorrection) {
       runRobot(object, truth, RobotStyle::Person, [](const Step&, cv::Mat&) { ADD_FAILURE() << "corrected"; });
   EXPECT_EQ(outcome.strokes, 0);
   EXPECT_TRUE(outcome.given.empty());
+}
+
+// The direct tool as a method applies it: the step's hard marks set in the mask.
+void paint(const Step& step, cv::Mat& object) {
+  ASSERT_EQ(step.kind, StepKind::Cut);
+  const Edit edit = markEdit(step, object.cols, object.rows);
+  for (size_t i = 0; i < edit.markers.size(); ++i) {
+    if (edit.markers[i] == kMarkObject) object.data[i] = 255;
+    if (edit.markers[i] == kMarkBackground) object.data[i] = 0;
+  }
+}
+
+std::vector<std::string> kinds(const RobotOutcome& outcome) {
+  std::vector<std::string> names;
+  for (const Correction& c : outcome.given) names.push_back(gestureName(c.gesture));
+  return names;
+}
+
+// A method on which a segmentation fixes next to nothing (the pixel the
+// finger first touches): each is a new mask gaining too little, so the loop
+// fails, the scribble after it fails, and the third correction paints.
+TEST(RobotHabits, AFailedLoopIsFollowedByAScribbleThenByPainting) {
+  const cv::Mat truth = discTruth(220);
+  cv::Mat part = blank();
+  cv::circle(part, kCentre, 100, cv::Scalar(255), cv::FILLED);
+  const RobotOutcome outcome =
+      runRobot(missing(truth, part), truth, RobotStyle::Person, [](const Step& step, cv::Mat& object) {
+        if (step.kind == StepKind::Cut) return paint(step, object);
+        object.at<uchar>(step.points.front()) = step.add ? 255 : 0;
+      });
+  ASSERT_EQ(kinds(outcome), (std::vector<std::string>{"loop", "scribble", "paint"}));
+  EXPECT_EQ(outcome.failed, (std::vector<bool>{true, true, false}));
+  EXPECT_EQ(outcome.given[1].step.kind, StepKind::Stroke);
+  EXPECT_EQ(outcome.given[1].step.radius, fingertipRadius(truth.size()));  // 100 deep: a whole fingertip
+  const Step& painted = outcome.given[2].step;
+  EXPECT_TRUE(painted.add);
+  EXPECT_LT(painted.radius, 0);  // the part's inside, not a brush
+  for (const cv::Point& p : painted.points) ASSERT_TRUE(part.at<uchar>(p)) << p;
+  EXPECT_EQ(outcome.strokes, 3);
+  EXPECT_GE(outcome.iou.back(), kRobotGoalIoU);
+}
+
+// Two corrections undoing each other, as two scribbles on an edge a method
+// cannot hold: the cut either misses band A or takes band B. Fixing A takes
+// B and gains IoU, fixing B brings A back and loses it. Returning to a mask
+// seen before fails however much it gains, so the A scribble is not simply
+// repeated; each band's tool widens after one failure, and painting B ends it.
+TEST(RobotHabits, ARepeatedMaskEndsTheRepeats) {
+  const cv::Mat truth = discTruth(120);
+  cv::Mat bandA = blank(), bandB = blank();
+  cv::ellipse(bandA, kCentre, cv::Size(110, 12), 0, 0, 360, cv::Scalar(255), cv::FILLED);
+  cv::ellipse(bandB, {kCentre.x, kCentre.y - 150}, cv::Size(70, 14), 0, 0, 360, cv::Scalar(255), cv::FILLED);
+  const cv::Mat missesA = missing(truth, bandA), takesB = truth | bandB;
+  const RobotOutcome outcome = runRobot(missesA, truth, RobotStyle::Person, [&](const Step& step, cv::Mat& object) {
+    if (step.kind == StepKind::Cut) return paint(step, object);
+    object = (cv::countNonZero(object != missesA) == 0 ? takesB : missesA).clone();
+  });
+  ASSERT_EQ(kinds(outcome), (std::vector<std::string>{"scribble", "scribble", "scribble", "wider scribble",
+                                                      "wider scribble", "paint"}));
+  EXPECT_EQ(outcome.failed, (std::vector<bool>{false, true, true, true, true, false}));
+  EXPECT_GT(outcome.iou[2] - outcome.iou[1], 0.02);  // a gain, yet back to the mask of the first correction
+  const std::vector<Correction>& c = outcome.given;
+  for (int k : {0, 2, 4}) EXPECT_TRUE(c[k].step.add) << k;  // on A
+  for (int k : {1, 3, 5}) EXPECT_FALSE(c[k].step.add) << k;  // on B
+  EXPECT_GT(c[3].step.radius, c[1].step.radius);
+  EXPECT_GT(c[4].step.radius, c[2].step.radius);
+  for (const cv::Point& p : c[4].step.points) ASSERT_TRUE(bandA.at<uchar>(p)) << p;
+  EXPECT_EQ(outcome.strokes, 6);
 }
 
 }  // namespace
