@@ -89,12 +89,12 @@ void writeBack(const Grid& grid, Stripe& upper, Stripe& lower, float* arcs) {
 }
 
 template <class Grid>
-float searchStriped(KORUSEGraph& g, const Grid& grid, int threads) {
-  std::vector<Stripe> stripes = cutIntoStripes(g, threads);
+float searchStriped(KORUSEGraph& g, const Grid& grid, int count, int threads) {
+  std::vector<Stripe> stripes = cutIntoStripes(g, count);
   for (size_t k = 1; k < stripes.size(); ++k) takeOutEdgesAbove(g, grid, stripes[k]);
   for (Stripe& s : stripes) s.view.reset(new KORUSEGraph(&g, 0, 0, g.width, g.height));
   const int n = static_cast<int>(stripes.size());
-  runTasks(n, n, [&](int k) {
+  runTasks(n, threads, [&](int k) {
     initStripe(g, grid, stripes[k]);
     SearchTree<Grid>(*stripes[k].view, grid).run();
   });
@@ -105,7 +105,7 @@ float searchStriped(KORUSEGraph& g, const Grid& grid, int threads) {
     std::vector<int> merging;
     for (int k = 0; k + span < n; k += 2 * span) merging.push_back(k);
     const int m = static_cast<int>(merging.size());
-    runTasks(m, m, [&](int i) {
+    runTasks(m, threads, [&](int i) {
       Stripe& upper = stripes[merging[i]];
       upper.view->flowValue = 0.0f;
       writeBack(grid, upper, stripes[merging[i] + span], g.arcArray);
@@ -120,8 +120,9 @@ float searchStriped(KORUSEGraph& g, const Grid& grid, int threads) {
 }  // namespace
 
 float stripedMaxFlow(KORUSEGraph& g, int threads, int minNodes) {
-  const int stripes = std::min(threads, g.nodeCount / std::max(minNodes, 1));
+  if (threads < 2) return g.maxFlow();
+  const int stripes = std::min(kStripesPerThread * threads, g.nodeCount / std::max(minNodes, 1));
   if (stripes < 2 || !g.completeGraph()) return g.maxFlow();
-  if (g.isBand()) return searchStriped(g, bandGridOf(g), stripes);
-  return searchStriped(g, wholeGridOf(g), stripes);
+  if (g.isBand()) return searchStriped(g, bandGridOf(g), stripes, threads);
+  return searchStriped(g, wholeGridOf(g), stripes, threads);
 }
