@@ -26,6 +26,16 @@ namespace {
 // while its plane columns are visited.
 const int kBlock = 64;
 
+// An 8-bit mask's bytes, its address and row step read once: stores into the
+// mask might otherwise alias them, and force a reload per pixel.
+struct MaskBytes {
+  explicit MaskBytes(const IplImage* mask)
+      : data(reinterpret_cast<uint8_t*>(mask->imageData)), step(mask->widthStep) {}
+  uint8_t* at(int x, int y) const { return data + static_cast<ptrdiff_t>(y) * step + x; }
+  uint8_t* const data;
+  const ptrdiff_t step;
+};
+
 // Calls visit(x, y0, y1) for every column x of every block of a w x h area,
 // y0..y1 being the block's rows (its segment of column x is y0 / kBlock).
 // Rows of blocks are shared out among the segmentation's threads: they
@@ -97,23 +107,22 @@ void KORUSEManageUndoRedo::setMask(int slot, IplImage* mask) {
   const int w = std::min({width, KORUSEMarker::m_originalWidth, mask->width});
   const int h = std::min({height, KORUSEMarker::m_originalHeight, mask->height});
   const uint32_t bit = 1u << slot;
+  const MaskBytes bytes(mask);
   forEachBlockColumn(w, h, [&](int x, int y0, int y1) {
-    uint32_t* column = m_bitPlane[x];
+    uint32_t* const column = m_bitPlane[x];
+    const uint8_t* in = bytes.at(x, y0);
     uint8_t& used = segmentUsed(x, y0);
     if (!used) {  // all words 0: only an object pixel changes them
       int y = y0;
-      while (y < y1 && !imageRow(mask, y)[x]) ++y;
+      while (y < y1 && !in[(y - y0) * bytes.step]) ++y;
       if (y == y1) return;
       used = 1;
       // Words never written are 0: written without being read, so that
       // their fresh pages are not first mapped for reading.
-      for (y = y0; y < y1; ++y) column[y] = imageRow(mask, y)[x] ? bit : 0u;
+      for (y = y0; y < y1; ++y, in += bytes.step) column[y] = *in ? bit : 0u;
       return;
     }
-    for (int y = y0; y < y1; ++y) {
-      const uint32_t set = imageRow(mask, y)[x] ? bit : 0u;
-      column[y] = (column[y] & ~bit) | set;
-    }
+    for (int y = y0; y < y1; ++y, in += bytes.step) column[y] = (column[y] & ~bit) | (*in ? bit : 0u);
   });
 }
 
@@ -122,13 +131,15 @@ void KORUSEManageUndoRedo::readSlot(int slot, IplImage* mask) {
   // Only what the planes do not cover needs clearing first.
   if (slot >= kSlots || !m_bitPlane || w < mask->width || h < mask->height) cvSetZero(mask);
   if (slot >= kSlots || !m_bitPlane) return;
+  const MaskBytes bytes(mask);
   forEachBlockColumn(w, h, [&](int x, int y0, int y1) {
+    uint8_t* out = bytes.at(x, y0);
     if (!segmentUsed(x, y0)) {
-      for (int y = y0; y < y1; ++y) imageRow(mask, y)[x] = 0;
+      for (int y = y0; y < y1; ++y, out += bytes.step) *out = 0;
       return;
     }
-    const uint32_t* column = m_bitPlane[x];
-    for (int y = y0; y < y1; ++y) imageRow(mask, y)[x] = ((column[y] >> slot) & 1u) ? 255 : 0;
+    const uint32_t* const column = m_bitPlane[x];
+    for (int y = y0; y < y1; ++y, out += bytes.step) *out = ((column[y] >> slot) & 1u) ? 255 : 0;
   });
 }
 
