@@ -77,7 +77,7 @@ std::vector<int32_t> BandPicture::firstBandPixelOfRow() const {
 }
 
 int buildBandGraph(KORUSEHybrid& e, const BandPicture& band, BandRings rings, int threads) {
-  if (rings == BandRings::merged) return buildMergedBandGraph(e, band, threads);
+  if (rings == BandRings::merged) return buildMergedBandGraph(e, band, threads, nullptr, false, nullptr);
   const BandRuns rows = band.runs(BandRings::kept);
   int nodes = 0;
   for (const BandRun& r : rows.runs) nodes += r.end - r.begin;

@@ -4,12 +4,14 @@
 // outer ring (to the sink), added in visiting order; its edges to band
 // pixels are stored as in the graph with the rings kept. Rows are built in
 // parallel ranges: a node's records depend on its own pixel and neighbours.
+#include <atomic>
 #include <memory>
 #include <vector>
 
 #include "engine/BandPixels.h"
 #include "engine/KORUSEHybrid.h"
 #include "graph/KORUSEGraph.h"
+#include "interface/session/Cancellation.h"
 #include "support/KORUMemory.h"
 #include "support/LogSites.h"
 #include "support/WorkerPool.h"
@@ -83,18 +85,30 @@ int inRowRanges(const std::vector<int32_t>& first, int threads, Body body) {
   return parts;
 }
 
-// Terminals and edges of the band pixels of rows [y0, y1), node `node` the
-// first; `view` (of the graph's arrays) counts the flow their terminals add.
-void buildRows(KORUSEHybrid& e, const BandPicture& band, const float* table, int y0, int y1, int node,
-               KORUSEGraph& view) {
+// The band pixels of rows [y0, y1), node `node` the first: each one's side
+// by its data term alone into `sides` (when given) and, while `view` is
+// given, its terminals and edges, `view` (of the graph's arrays) counting
+// the flow they add. With `stopOnCancel`, a cancel seen at a row's start
+// ends the building: the rest get their sides only, and `stopped` is set.
+void buildRows(const KORUSEHybrid& e, const BandPicture& band, const float* table, int y0, int y1, int node,
+               KORUSEGraph* view, uint8_t* sides, bool stopOnCancel, std::atomic<bool>& stopped) {
   const PackedComponents fg(e.m_fgModel), bg(e.m_bgModel);
   const BandEdgeCapacities capacity(e.m_lambda, table);
   TrimapRows rows(band);
   int centred = -1;
   forBandPixels(band, y0, y1, node, [&](int n, int x, int y) {
-    if (y != centred) rows.centreOn(centred = y);
-    const uint8_t* p = bandColour(band, x, y);
+    if (y != centred) {
+      if (view && stopOnCancel && cancelRequested()) {
+        view = nullptr;
+        stopped = true;
+      }
+      if (view) rows.centreOn(y);
+      centred = y;
+    }
     TerminalCapacities t = terminalCapacities(bandDataTerm(fg, bg, bandSample(band, x, y)));
+    if (sides) sides[n] = t.source - t.sink < 0.0f;  // as addtWeights stores it: where the trees start
+    if (!view) return;
+    const uint8_t* p = bandColour(band, x, y);
     float caps[4] = {ABSENT_CAPACITY, ABSENT_CAPACITY, ABSENT_CAPACITY, ABSENT_CAPACITY};
     for (int k = 0; k < 8; ++k) {
       const uint8_t v = rows.at(x, kDx[k], kDy[k]);
@@ -107,19 +121,20 @@ void buildRows(KORUSEHybrid& e, const BandPicture& band, const float* table, int
       else if (k < 4)
         caps[k] = cap;  // the band pixel's own edge; the others' own the rest
     }
-    view.addtWeights(n, t.source, t.sink);
-    view.writeNodeEdges(n, caps);
+    view->addtWeights(n, t.source, t.sink);
+    view->writeNodeEdges(n, caps);
   });
 }
 }  // namespace
 
-int buildMergedBandGraph(KORUSEHybrid& e, const BandPicture& band, int threads) {
-  const BandRuns rows = band.runs(BandRings::merged);
-  int nodes = 0;
-  for (const BandRun& r : rows.runs) nodes += r.end - r.begin;
+int buildMergedBandGraph(KORUSEHybrid& e, const BandPicture& band, int threads, std::vector<uint8_t>* dataSides,
+                         bool stopOnCancel, bool* finished) {
+  const std::vector<int32_t> first = band.firstBandPixelOfRow();
+  const int nodes = first.back();
+  if (dataSides) dataSides->assign(nodes, 0);
   e.m_trimapGraph = new KORUSEGraph(nodes, 4 * nodes, band.width, band.height, 0);
   KORUSEGraph& g = *e.m_trimapGraph;
-  if (!g.parentArc || !g.arcArray || g.setBand(rows) != nodes) return 1;
+  if (!g.parentArc || !g.arcArray || g.setBand(band.runs(BandRings::merged)) != nodes) return 1;
   float* table = static_cast<float*>(KORU_Malloc_Msg(1024, site::bandContrastTable));
   if (!table) return 2;
   g.addNode(nodes);
@@ -128,25 +143,25 @@ int buildMergedBandGraph(KORUSEHybrid& e, const BandPicture& band, int threads) 
   // graph's flow is their sum, in range order.
   std::vector<std::unique_ptr<KORUSEGraph>> views;
   for (int t = 0; t < std::max(threads, 1); ++t) views.emplace_back(new KORUSEGraph(&g, 0, 0, g.width, g.height));
-  const int parts = inRowRanges(band.firstBandPixelOfRow(), threads, [&](int part, int y0, int y1, int node) {
+  std::atomic<bool> stopped{false};
+  const int parts = inRowRanges(first, threads, [&](int part, int y0, int y1, int node) {
     views[part]->flowValue = 0.0f;
-    buildRows(e, band, table, y0, y1, node, *views[part]);
+    buildRows(e, band, table, y0, y1, node, views[part].get(), dataSides ? dataSides->data() : nullptr,
+              stopOnCancel, stopped);
   });
   for (int part = 0; part < parts; ++part) g.flowValue += views[part]->flowValue;
   g.arcFloatCount = 8 * nodes;
   KORU_Free_Msg(table, site::bandContrastTableFreed);
+  if (finished) *finished = !stopped;
   return 0;
 }
 
 std::vector<uint8_t> bandSidesOfDataTerms(const KORUSEHybrid& e, const BandPicture& band, int threads) {
   const std::vector<int32_t> first = band.firstBandPixelOfRow();
   std::vector<uint8_t> sides(first.back());
+  std::atomic<bool> unused{false};
   inRowRanges(first, threads, [&](int, int y0, int y1, int node) {
-    const PackedComponents fg(e.m_fgModel), bg(e.m_bgModel);
-    forBandPixels(band, y0, y1, node, [&](int n, int x, int y) {
-      const TerminalCapacities t = terminalCapacities(bandDataTerm(fg, bg, bandSample(band, x, y)));
-      sides[n] = t.source - t.sink < 0.0f;  // as addtWeights stores it, and the trees start from it
-    });
+    buildRows(e, band, nullptr, y0, y1, node, nullptr, sides.data(), false, unused);
   });
   return sides;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "colormodel/ComponentDensity.h"
 #include "engine/BandGraph.h"
@@ -59,5 +60,10 @@ class BandEdgeCapacities {
 class KORUSEHybrid;
 
 // buildBandGraph with the rings merged into the terminals, its rows shared
-// out among up to `threads` threads (BandGraphMerged.cpp).
-int buildMergedBandGraph(KORUSEHybrid& engine, const BandPicture& band, int threads);
+// out among up to `threads` threads (BandGraphMerged.cpp). Every band
+// pixel's side by its data term alone goes into `dataSides` (when given), as
+// bandSidesOfDataTerms gives it. With `stopOnCancel`, a cancel ends the
+// building (the rest of the rows get their sides only) and *finished is
+// false: the graph is then not to be searched.
+int buildMergedBandGraph(KORUSEHybrid& engine, const BandPicture& band, int threads, std::vector<uint8_t>* dataSides,
+                         bool stopOnCancel, bool* finished);

@@ -14,6 +14,7 @@
 #include <cstring>
 
 #include "engine/BandGraph.h"
+#include "engine/BandPixels.h"
 #include "engine/KORUSEHybrid.h"
 #include "graph/KORUSEGraph.h"
 #include "graph/parallel/StripeSearch.h"
@@ -198,24 +199,24 @@ void writeResult(IplImage* result, const IplImage* labels, const NearestSampling
 }
 
 // The band's cut: its graph, the rings merged, and the search, on up to
-// `threads` threads. A cancel that has come before the search could start
-// leaves every band pixel where the search's first trees put it, on its
-// data term's side, which needs no graph. 0 when the sides are known, else
-// the graph build's status (logged).
+// `threads` threads. A cancel that comes before the search starts leaves
+// every band pixel where the search's first trees put it, on its data
+// term's side: the graph records those as it is built, and stops being
+// built at the cancel. 0 when the sides are known, else the graph build's
+// status (logged).
 int cutBand(KORUSEHybrid& e, const BandPicture& band, BandSides& sides, int threads) {
   if (cancelRequested()) {
     sides.ofDataTerms = bandSidesOfDataTerms(e, band, threads);
     return 0;
   }
-  const int status = buildBandGraph(e, band, BandRings::merged, threads);
+  bool finished = false;
+  const int status = buildMergedBandGraph(e, band, threads, &sides.ofDataTerms, true, &finished);
   if (status != 0) {
     logLine(ANDROID_LOG_ERROR, kTagError, "Failed: intelligentUpscaling (status_flag = %d)", status);
     return status;
   }
   traceStage("refinement: search");
-  if (cancelRequested()) {
-    sides.ofDataTerms = bandSidesOfDataTerms(e, band, threads);
-  } else {
+  if (finished && !cancelRequested()) {
     stripedMaxFlow(*e.m_trimapGraph, threads);
     sides.graph = e.m_trimapGraph;
   }
