@@ -92,7 +92,7 @@ int inRowRanges(const std::vector<int32_t>& first, int threads, Body body) {
 // ends the building: the rest get their sides only, and `stopped` is set.
 void buildRows(const KORUSEHybrid& e, const BandPicture& band, const float* table, int y0, int y1, int node,
                KORUSEGraph* view, uint8_t* sides, bool stopOnCancel, std::atomic<bool>& stopped) {
-  const PackedComponents fg(e.m_fgModel), bg(e.m_bgModel);
+  BandDataTerms dataTerms(e.m_fgModel, e.m_bgModel);
   const BandEdgeCapacities capacity(e.m_lambda, table);
   TrimapRows rows(band);
   int centred = -1;
@@ -105,7 +105,7 @@ void buildRows(const KORUSEHybrid& e, const BandPicture& band, const float* tabl
       if (view) rows.centreOn(y);
       centred = y;
     }
-    TerminalCapacities t = terminalCapacities(bandDataTerm(fg, bg, bandSample(band, x, y)));
+    TerminalCapacities t = dataTerms.at(band, x, y);
     if (sides) sides[n] = t.source - t.sink < 0.0f;  // as addtWeights stores it: where the trees start
     if (!view) return;
     const uint8_t* p = bandColour(band, x, y);

@@ -3,10 +3,13 @@
 #include <opencv2/imgproc/imgproc_c.h>
 
 #include <algorithm>
+#include <cstring>
+#include <random>
 #include <vector>
 
 #include "colormodel/TrainingData.h"
 #include "engine/BandGraph.h"
+#include "engine/BandPixels.h"
 #include "engine/KORUSEHybrid.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/session/KORUSEMarker.h"
@@ -281,4 +284,40 @@ TEST_F(Refine, MergedRingsCutAsKeptRingsDoAndDataTermsAsFirstTrees) {
       EXPECT_NE(std::count(sides[0].begin(), sides[0].end(), 0), 0);
       for (IplImage* image : {low, count, scratch, trimap}) cvReleaseImage(&image);
     }
+}
+
+// The band's data-term cache gives what the plain computation gives, bit for
+// bit, whether a sample is kept, new, or takes a slot another sample held:
+// 200 000 random pixels of 3 000 colours, read twice in a shuffled order.
+TEST(BandGraph, DataTermCacheGivesThePlainTerms) {
+  KORUSEColorModel fg, bg;
+  for (KORUSEColorModel* m : {&fg, &bg})
+    for (int k = 0; k < 3; ++k) {
+      m->m_weights[k] = 0.2 + 0.1 * k;
+      for (int c = 0; c < 3; ++c) m->m_means[k][c] = 40.0 * k + 30 * c + (m == &fg ? 60 : 0), m->m_covariances[k][4 * c] = 90.0 + 20 * k;
+    }
+  fg.setDeterminant(), fg.setInverseCovariance(), bg.setDeterminant(), bg.setInverseCovariance();
+  const int w = 400, h = 500;
+  IplImage* image = cvCreateImage(cvSize(w, h), 8, 3);
+  std::mt19937 rng(5);
+  std::vector<cv::Vec3b> colours(3000);
+  for (cv::Vec3b& c : colours) c = cv::Vec3b(rng() % 256, rng() % 256, rng() % 256);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      const cv::Vec3b c = colours[rng() % colours.size()];
+      std::copy(c.val, c.val + 3, reinterpret_cast<uint8_t*>(image->imageData) + y * image->widthStep + 3 * x);
+    }
+  BandPicture band;
+  band.width = w;
+  band.height = h;
+  band.image = image;
+  BandDataTerms cache(fg, bg);
+  const PackedComponents pfg(fg), pbg(bg);
+  for (int pass = 0; pass < 2; ++pass)
+    for (int i = 0; i < w * h; ++i) {
+      const int p = pass ? (i * 7919) % (w * h) : i, x = p % w, y = p / w;
+      const TerminalCapacities got = cache.at(band, x, y), want = terminalCapacities(bandDataTerm(pfg, pbg, bandSample(band, x, y)));
+      ASSERT_EQ(std::memcmp(&got, &want, sizeof got), 0) << x << "," << y;
+    }
+  cvReleaseImage(&image);
 }
