@@ -62,7 +62,7 @@ clean:
 
 # ---- hardening ----------------------------------------------------------------
 # make fuzz [FUZZ_SECONDS=60]  libFuzzer (clang, ASan + UBSan) on the session calls
-# make test-tsan               the cancel tests under ThreadSanitizer
+# make test-tsan               the threaded and cancel tests under ThreadSanitizer
 # make soak                    300 edits on a 2 MP photo: leaks and resident memory
 # make bigphoto                one edit on 12 and 48 MP photos: peak memory
 # make test-arm64              cross-built suite under qemu-aarch64
@@ -97,7 +97,8 @@ fuzz: deps
 test-tsan: deps
 	cmake -S . -B $(BUILD_TSAN) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSEG_TSAN=ON $(NO_EXTRAS)
 	cmake --build $(BUILD_TSAN) -j$(JOBS)
-	cd $(BUILD_TSAN) && TSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure -R 'Cancel'
+	cd $(BUILD_TSAN) && TSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure -j$(JOBS) \
+	  -R 'Cancel|Threads|WorkerPool|Striped|Parallel|Refine|BandGraph'
 
 $(BUILD_STRESS)/stress/long_session: deps
 	cmake -S . -B $(BUILD_STRESS) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSEG_BUILD_STRESS=ON \

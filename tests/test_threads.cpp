@@ -1,6 +1,6 @@
-// Cancelling from another thread while an edit runs. `make test-tsan` runs
-// this under ThreadSanitizer: the cancel flag is the only state the two
-// threads share, so any report is a real race.
+// Threads: cancelling from another thread while an edit runs, and a session
+// edited with several threads. `make test-tsan` runs these under
+// ThreadSanitizer: any report is a real race.
 #include <gtest/gtest.h>
 
 #include <opencv2/core.hpp>
@@ -13,6 +13,7 @@
 #include "graph/KORUSEGraph.h"
 #include "interface/session/KORUSEMarker.h"
 #include "SessionFixture.h"
+#include "support/ThreadSetting.h"
 #include "testing/SyntheticScene.h"
 
 class CancelRace : public SessionTest {
@@ -105,4 +106,55 @@ TEST_F(CancelRace, CancelDuringTheBlockMaxFlowRestoresEveryEdge) {
         }
     }
   }
+}
+
+// One session, edited with 1, 2, 3 and 4 threads: a box, a remove stroke
+// across the object, an undo and a redo, on a photo the engine reduces and
+// refines. Every mask and preview equals the one-thread session's, byte for
+// byte. Under ThreadSanitizer this runs each threaded stage of an edit.
+TEST_F(SessionTest, SeveralThreadsGiveTheOneThreadSessionByteForByte) {
+  const Scene scene = discScene(1280, 960);
+  std::vector<std::vector<unsigned char>> reference;
+  for (int threads : {1, 2, 3, 4}) {
+    SCOPED_TRACE(testing::Message() << threads << " threads");
+    EXPECT_EQ(setSegmentationThreads(threads), threads);
+    open(scene.width, scene.height, scene.pixels);
+    std::vector<std::vector<unsigned char>> results;
+    const auto keep = [&](const HostMask& mask, const Pixels& preview) {
+      results.push_back(mask);
+      results.emplace_back(reinterpret_cast<const unsigned char*>(preview.data()),
+                           reinterpret_cast<const unsigned char*>(preview.data() + preview.size()));
+    };
+    HostMask mask = blankMask();
+    Pixels preview = photo_;
+    ASSERT_EQ(boxEdit(320, 150, 960, 810, &mask), 0);
+    results.push_back(mask);
+    std::vector<int> line = {600, 480, 900, 480}, marks(size_t(w_) * h_, 0);
+    for (int x = 600; x <= 900; ++x)
+      for (int y = 476; y <= 484; ++y) marks[size_t(y) * w_ + x] = 1;
+    preview = photo_;
+    ASSERT_EQ(edit(line, marks, 3, &mask, &preview), 0);
+    keep(mask, preview);
+    preview = photo_;
+    undo(preview.data(), mask.data());
+    keep(mask, preview);
+    preview = photo_;
+    redo(preview.data(), mask.data());
+    keep(mask, preview);
+    if (threads == 1)
+      reference = results;
+    else
+      for (size_t i = 0; i < results.size(); ++i) EXPECT_TRUE(results[i] == reference[i]) << "result " << i;
+  }
+  // The setting is the process's: sessions come and go, it stays.
+  EXPECT_EQ(setSegmentationThreads(3), 3);
+  deinitSegmentation();
+  HostMask small(64 * 48);
+  Pixels photo(64 * 48, 0xFF808080u);
+  doSegmentationBB(64, 48, photo.data(), 8, 8, 40, 30, small.data());
+  deinitSegmentation();
+  EXPECT_EQ(segmentationThreads(), 3);
+  EXPECT_EQ(setSegmentationThreads(0), 1);
+  EXPECT_EQ(setSegmentationThreads(99), 16);
+  EXPECT_EQ(setSegmentationThreads(1), 1);
 }
