@@ -98,6 +98,39 @@ TEST_F(Refine, BandBoxIsLoggedOrFallsBack) {
   cvReleaseImage(&low);
 }
 
+namespace {
+// The 4 x 2 crop worked out by hand below: an engine with lambda 10, beta
+// 0.01 and unit Gaussians at 0 (background) and 20 (object), the image and
+// the trimap.
+struct HandCrop {
+  HandCrop() {
+    e.m_lambda = 10.0;
+    e.m_beta = 0.01;
+    for (KORUSEColorModel* m : {&e.m_fgModel, &e.m_bgModel}) {
+      m->m_weights[0] = 1.0;
+      for (int c = 0; c < 3; ++c) m->m_covariances[0][4 * c] = 1.0;
+    }
+    e.m_fgModel.m_means[0][0] = 20.0;
+    for (KORUSEColorModel* m : {&e.m_fgModel, &e.m_bgModel}) m->setDeterminant(), m->setInverseCovariance();
+    const int trimap[8] = {1, 0, 7, 2, 0, 0, 2, 2}, colour[8] = {0, 20, 0, 10, 0, 10, 10, 10};
+    for (int i = 0; i < 8; ++i) {
+      cvSet2D(image, i / 4, i % 4, cvScalar(colour[i], 0, 0));
+      cvSet2D(band, i / 4, i % 4, cvScalar(trimap[i]));
+    }
+    KORUSEMarker::m_isGreyScale = false;
+  }
+  ~HandCrop() {
+    delete e.m_trimapGraph;
+    e.m_trimapGraph = nullptr;
+    cvReleaseImage(&image);
+    cvReleaseImage(&band);
+  }
+  KORUSEHybrid e;
+  IplImage* image = cvCreateImage(cvSize(4, 2), 8, 3);
+  IplImage* band = cvCreateImage(cvSize(4, 2), 8, 1);
+};
+}  // namespace
+
 // The band graph of a 4 x 2 crop, by hand. lambda 10, beta 0.01, so
 // T[0] = 1, T[10] = e^-1, T[20] = e^-4; D = (float)(10 * 0.70710679...).
 // Trimap (nodes in raster order, 7 is no node) and first channel:
@@ -110,24 +143,9 @@ TEST_F(Refine, BandBoxIsLoggedOrFallsBack) {
 // (object): 0.5 d^2 each. n1 (20): (200, 0); n3 (0): (0, 200); n4 (10):
 // (50, 50), which adds 50 to the flow and leaves 0.
 TEST(BandGraph, CapacitiesByHand) {
-  KORUSEHybrid e;
-  e.m_lambda = 10.0;
-  e.m_beta = 0.01;
-  for (KORUSEColorModel* m : {&e.m_fgModel, &e.m_bgModel}) {
-    m->m_weights[0] = 1.0;
-    for (int c = 0; c < 3; ++c) m->m_covariances[0][4 * c] = 1.0;
-  }
-  e.m_fgModel.m_means[0][0] = 20.0;
-  for (KORUSEColorModel* m : {&e.m_fgModel, &e.m_bgModel}) m->setDeterminant(), m->setInverseCovariance();
-  const int trimap[8] = {1, 0, 7, 2, 0, 0, 2, 2}, colour[8] = {0, 20, 0, 10, 0, 10, 10, 10};
-  IplImage* image = cvCreateImage(cvSize(4, 2), 8, 3);
-  IplImage* band = cvCreateImage(cvSize(4, 2), 8, 1);
-  for (int i = 0; i < 8; ++i) {
-    cvSet2D(image, i / 4, i % 4, cvScalar(colour[i], 0, 0));
-    cvSet2D(band, i / 4, i % 4, cvScalar(trimap[i]));
-  }
-  KORUSEMarker::m_isGreyScale = false;
-  ASSERT_EQ(e.constructGraphTrimapKORU(image, image, band, nullptr, nullptr), 0);
+  HandCrop crop;
+  KORUSEHybrid& e = crop.e;
+  ASSERT_EQ(e.constructGraphTrimapKORU(crop.image, crop.image, crop.band, nullptr, nullptr), 0);
   const KORUSEGraph& g = *e.m_trimapGraph;
   ASSERT_EQ(g.nodeCount, 7);
   const float A = ABSENT_CAPACITY, D = 7.0710678f, e1 = 0.36787944f, e4 = 0.018315639f;
@@ -138,10 +156,6 @@ TEST(BandGraph, CapacitiesByHand) {
   const float residual[7] = {-1000, 200, 1000, -200, 0, 1000, 1000};
   for (int n = 0; n < 7; ++n) EXPECT_NEAR(g.residualTerminalCapacity[n], residual[n], 1e-4) << n;
   EXPECT_FLOAT_EQ(g.flowValue, 50.0f);
-  delete e.m_trimapGraph;
-  e.m_trimapGraph = nullptr;
-  cvReleaseImage(&image);
-  cvReleaseImage(&band);
 }
 
 // The same crop with the rings merged into the terminals: only n1, n3, n4
@@ -156,26 +170,11 @@ TEST(BandGraph, CapacitiesByHand) {
 // less than its residual and its edge to m0 (7.4 + 3.7); so with the rings
 // kept.
 TEST(BandGraph, MergedRingsByHand) {
-  KORUSEHybrid e;
-  e.m_lambda = 10.0;
-  e.m_beta = 0.01;
-  for (KORUSEColorModel* m : {&e.m_fgModel, &e.m_bgModel}) {
-    m->m_weights[0] = 1.0;
-    for (int c = 0; c < 3; ++c) m->m_covariances[0][4 * c] = 1.0;
-  }
-  e.m_fgModel.m_means[0][0] = 20.0;
-  for (KORUSEColorModel* m : {&e.m_fgModel, &e.m_bgModel}) m->setDeterminant(), m->setInverseCovariance();
-  const int trimap[8] = {1, 0, 7, 2, 0, 0, 2, 2}, colour[8] = {0, 20, 0, 10, 0, 10, 10, 10};
-  IplImage* image = cvCreateImage(cvSize(4, 2), 8, 3);
-  IplImage* band = cvCreateImage(cvSize(4, 2), 8, 1);
-  for (int i = 0; i < 8; ++i) {
-    cvSet2D(image, i / 4, i % 4, cvScalar(colour[i], 0, 0));
-    cvSet2D(band, i / 4, i % 4, cvScalar(trimap[i]));
-  }
-  KORUSEMarker::m_isGreyScale = false;
+  HandCrop crop;
+  KORUSEHybrid& e = crop.e;
   std::vector<bool> sides[2];
   for (BandRings rings : {BandRings::kept, BandRings::merged}) {
-    ASSERT_EQ(buildBandGraph(e, pictureOfCrops(image, band, nullptr, nullptr), rings), 0);
+    ASSERT_EQ(buildBandGraph(e, pictureOfCrops(crop.image, crop.band, nullptr, nullptr), rings), 0);
     KORUSEGraph& g = *e.m_trimapGraph;
     if (rings == BandRings::merged) {
       ASSERT_EQ(g.nodeCount, 3);
@@ -195,8 +194,6 @@ TEST(BandGraph, MergedRingsByHand) {
   }
   EXPECT_EQ(sides[0], (std::vector<bool>{false, true, false}));
   EXPECT_EQ(sides[1], sides[0]);
-  cvReleaseImage(&image);
-  cvReleaseImage(&band);
 }
 
 // On generated scenes, the rings merged into the terminals leave every band
