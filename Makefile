@@ -13,10 +13,12 @@ BUILD_DIRS   := $(BUILD) $(BUILD_ASAN) $(BUILD_FUZZ) $(BUILD_TSAN) $(BUILD_STRES
                 $(BUILD_ARMHF) $(BUILD_UCHAR)
 JOBS         ?= $(shell nproc)
 
-# Debian packages the build needs (tests and benchmarks included).
+# Debian packages the build needs (tests and benchmarks included; the JDK,
+# JUnit and the NDK's bitmap header for the Java binding).
 PACKAGES := cmake g++ make libopencv-core-dev libopencv-imgproc-dev android-liblog-dev \
             libgtest-dev libbenchmark-dev \
-            libopencv-imgcodecs-dev nlohmann-json3-dev libcli11-dev libcpp-httplib-dev pkg-config
+            libopencv-imgcodecs-dev nlohmann-json3-dev libcli11-dev libcpp-httplib-dev pkg-config \
+            default-jdk-headless junit5 android-platform-frameworks-native-headers
 
 SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 
