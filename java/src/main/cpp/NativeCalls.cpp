@@ -44,6 +44,15 @@ Step stepOf(JNIEnv* env, const Photo& photo, jint kind, jboolean add, jint radiu
   return step;
 }
 
+// Undo or redo: null when there was nothing to step over.
+jobject historyStep(JNIEnv* env, jlong handle, bool (BindingSession::*step)(), jobject alpha) {
+  return javaGuard(env, jobject{}, [&]() -> jobject {
+    BindingSession& session = sessionOf(handle);
+    if (!(session.*step)()) return nullptr;
+    return shownDelivery(env, session.shown(), alpha);
+  });
+}
+
 }  // namespace
 
 jlong openSession(Photo photo, int threads) {
@@ -99,20 +108,12 @@ JNIEXPORT void JNICALL Java_org_segmentationcore_NativeCalls_cancelEdit(JNIEnv*,
 
 JNIEXPORT jobject JNICALL Java_org_segmentationcore_NativeCalls_undo(JNIEnv* env, jclass, jlong handle,
                                                                       jobject alpha) {
-  return javaGuard(env, jobject{}, [&]() -> jobject {
-    BindingSession& session = sessionOf(handle);
-    if (!session.undo()) return nullptr;
-    return shownDelivery(env, session.shown(), alpha);
-  });
+  return historyStep(env, handle, &BindingSession::undo, alpha);
 }
 
 JNIEXPORT jobject JNICALL Java_org_segmentationcore_NativeCalls_redo(JNIEnv* env, jclass, jlong handle,
                                                                       jobject alpha) {
-  return javaGuard(env, jobject{}, [&]() -> jobject {
-    BindingSession& session = sessionOf(handle);
-    if (!session.redo()) return nullptr;
-    return shownDelivery(env, session.shown(), alpha);
-  });
+  return historyStep(env, handle, &BindingSession::redo, alpha);
 }
 
 JNIEXPORT jobject JNICALL Java_org_segmentationcore_NativeCalls_reset(JNIEnv* env, jclass, jlong handle,

@@ -52,6 +52,19 @@ void expectSameShown(const Shown& a, const Shown& b) {
   EXPECT_EQ(a.outline, b.outline);
 }
 
+// A session that shows the box's result, with the cut's ahead to redo.
+struct BoxAndUndoneCut {
+  std::unique_ptr<BindingSession> session = openScene();
+  Shown boxed, cut;
+  BoxAndUndoneCut() {
+    EXPECT_EQ(session->edit(kBox), EditOutcome::Done);
+    boxed = session->shown();
+    EXPECT_EQ(session->edit(kCut), EditOutcome::Done);
+    cut = session->shown();
+    EXPECT_TRUE(session->undo());
+  }
+};
+
 // The box, then the stroke, never cancelled.
 Shown uncancelledStroke() {
   auto session = openScene();
@@ -64,19 +77,15 @@ Shown uncancelledStroke() {
 
 TEST(BindingSession, ACancelBeforeTheLastCutKeepsTheHistoryAndItsRedoSteps) {
   const Shown expected = uncancelledStroke();
-  auto session = openScene();
-  ASSERT_EQ(session->edit(kBox), EditOutcome::Done);
-  const Shown boxed = session->shown();
-  ASSERT_EQ(session->edit(kCut), EditOutcome::Done);
-  const Shown cut = session->shown();
-  ASSERT_TRUE(session->undo());
+  BoxAndUndoneCut start;
+  BindingSession* session = start.session.get();
 
   EXPECT_EQ(cancelledEdit(*session, kStroke, "models", 1), EditOutcome::Cancelled);
-  expectSameShown(session->shown(), boxed);
+  expectSameShown(session->shown(), start.boxed);
   EXPECT_TRUE(session->canUndo());
   EXPECT_TRUE(session->canRedo());
   ASSERT_TRUE(session->redo());
-  expectSameShown(session->shown(), cut);
+  expectSameShown(session->shown(), start.cut);
 
   ASSERT_TRUE(session->undo());
   EXPECT_EQ(session->edit(kStroke), EditOutcome::Done);
@@ -85,17 +94,14 @@ TEST(BindingSession, ACancelBeforeTheLastCutKeepsTheHistoryAndItsRedoSteps) {
 
 TEST(BindingSession, ACancelDuringTheRefinementStepsBackOverTheRecordedResult) {
   const Shown expected = uncancelledStroke();
-  auto session = openScene();
-  ASSERT_EQ(session->edit(kBox), EditOutcome::Done);
-  const Shown boxed = session->shown();
-  ASSERT_EQ(session->edit(kCut), EditOutcome::Done);
-  ASSERT_TRUE(session->undo());
+  BoxAndUndoneCut start;
+  BindingSession* session = start.session.get();
 
   EXPECT_EQ(cancelledEdit(*session, kStroke, "refinement: search", 0), EditOutcome::Cancelled);
   // Answered before stepping back over the recorded result: what was shown.
   EXPECT_TRUE(session->anyShown());
-  EXPECT_EQ(session->outlineShown(), boxed.outline);
-  expectSameShown(session->shown(), boxed);
+  EXPECT_EQ(session->outlineShown(), start.boxed.outline);
+  expectSameShown(session->shown(), start.boxed);
   EXPECT_TRUE(session->canUndo());
   // Recording the result discarded the cut's redo step; the library's
   // canRedo now leads to the cancelled result, the binding's nowhere.

@@ -33,9 +33,12 @@ final class Checks {
     }
   }
 
-  /** x, y pairs, at least {@code minPoints} of them, every one inside the photo. */
-  static void points(int[] xy, int minPoints, int width, int height, String what) {
-    Objects.requireNonNull(xy, "xy");
+  /**
+   * x, y pairs, at least {@code minPoints} of them, every one inside the photo. Returns the copy it
+   * checked, which no other thread can change before it is used.
+   */
+  static int[] points(int[] points, int minPoints, int width, int height, String what) {
+    int[] xy = Objects.requireNonNull(points, "xy").clone();
     if (xy.length % 2 != 0) {
       throw new IllegalArgumentException(what + " has " + xy.length + " coordinates: they come in x, y pairs.");
     }
@@ -45,6 +48,7 @@ final class Checks {
     for (int i = 0; i < xy.length; i += 2) {
       point(xy[i], xy[i + 1], width, height, what + "'s point " + i / 2);
     }
+    return xy;
   }
 
   static void radius(int radius, int maxRadius) {

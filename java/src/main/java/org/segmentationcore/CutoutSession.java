@@ -2,6 +2,7 @@ package org.segmentationcore;
 
 import java.nio.ByteBuffer;
 import java.util.function.LongConsumer;
+import java.util.function.LongPredicate;
 import java.util.function.IntToLongFunction;
 
 /**
@@ -34,7 +35,7 @@ import java.util.function.IntToLongFunction;
 public final class CutoutSession implements AutoCloseable {
   private static final int MAX_RADIUS = NativeCalls.maxRadius();
   private static final int MAX_THREADS = NativeCalls.maxThreads();
-  private static volatile int threads = Math.min(Math.min(Runtime.getRuntime().availableProcessors(), 4), MAX_THREADS);
+  private static volatile int threads = Math.min(Runtime.getRuntime().availableProcessors(), 4);
 
   private final int width;
   private final int height;
@@ -50,12 +51,12 @@ public final class CutoutSession implements AutoCloseable {
   private boolean cancelled; // a cancel reached the edit that runs
   private int shownVersion; // counts the calls that changed what is shown
 
-  private CutoutSession(int width, int height, long handle) {
+  private CutoutSession(int width, int height, ByteBuffer alpha, long handle) {
     this.width = width;
     this.height = height;
+    this.alpha = alpha;
     this.handle = handle;
     this.owner = Thread.currentThread();
-    this.alpha = ByteBuffer.allocateDirect(width * height);
   }
 
   /**
@@ -72,7 +73,8 @@ public final class CutoutSession implements AutoCloseable {
   static CutoutSession openWith(int width, int height, IntToLongFunction nativeOpen) {
     SessionGuard.claim("a session opened on thread \"" + Thread.currentThread().getName() + "\"");
     try {
-      return new CutoutSession(width, height, nativeOpen.applyAsLong(threads));
+      ByteBuffer alpha = ByteBuffer.allocateDirect(width * height);
+      return new CutoutSession(width, height, alpha, nativeOpen.applyAsLong(threads));
     } catch (RuntimeException | Error e) {
       SessionGuard.release();
       throw e;
@@ -128,8 +130,7 @@ public final class CutoutSession implements AutoCloseable {
   /** A segmentation from a closed loop of at least 3 points, x, y pairs: its inside is added or removed. */
   public EditResult loop(Mode mode, int... xy) {
     Checks.mode(mode);
-    Checks.points(xy, 3, width, height, "The loop");
-    return edit(NativeCalls.LOOP, mode, -1, xy.clone());
+    return edit(NativeCalls.LOOP, mode, -1, Checks.points(xy, 3, width, height, "The loop"));
   }
 
   /**
@@ -139,8 +140,7 @@ public final class CutoutSession implements AutoCloseable {
   public EditResult stroke(Mode mode, int radius, int... xy) {
     Checks.mode(mode);
     Checks.radius(radius, MAX_RADIUS);
-    Checks.points(xy, 1, width, height, "The stroke");
-    return edit(NativeCalls.STROKE, mode, radius, xy.clone());
+    return edit(NativeCalls.STROKE, mode, radius, Checks.points(xy, 1, width, height, "The stroke"));
   }
 
   /**
@@ -150,8 +150,7 @@ public final class CutoutSession implements AutoCloseable {
   public EditResult cut(Mode mode, int radius, int... xy) {
     Checks.mode(mode);
     Checks.radius(radius, MAX_RADIUS);
-    Checks.points(xy, 1, width, height, "The cut");
-    return edit(NativeCalls.CUT, mode, radius, xy.clone());
+    return edit(NativeCalls.CUT, mode, radius, Checks.points(xy, 1, width, height, "The cut"));
   }
 
   /** Goes back to the previous result, or to no object before the first. */
@@ -169,14 +168,9 @@ public final class CutoutSession implements AutoCloseable {
     return step(session -> NativeCalls.reset(session, alpha), null);
   }
 
-  /** Whether {@link #undo()} would change what is shown: while an object is shown. */
+  /** Whether {@link #undo()} would change what is shown: while a result is shown. */
   public boolean canUndo() {
-    long session = enter();
-    try {
-      return NativeCalls.canUndo(session);
-    } finally {
-      leave();
-    }
+    return ask(NativeCalls::canUndo);
   }
 
   /**
@@ -184,12 +178,7 @@ public final class CutoutSession implements AutoCloseable {
    * an edit cancelled after it had recorded its result.
    */
   public boolean canRedo() {
-    long session = enter();
-    try {
-      return NativeCalls.canRedo(session);
-    } finally {
-      leave();
-    }
+    return ask(NativeCalls::canRedo);
   }
 
   /**
@@ -284,6 +273,15 @@ public final class CutoutSession implements AutoCloseable {
         delivery = NativeCalls.finishEdit(session, endEdit(), alpha);
       }
       return result(delivery, start);
+    } finally {
+      leave();
+    }
+  }
+
+  private boolean ask(LongPredicate question) {
+    long session = enter();
+    try {
+      return question.test(session);
     } finally {
       leave();
     }
