@@ -154,6 +154,16 @@ bench: deps
 	$(BUILD)/bench/bench_maxflow
 	$(BUILD)/bench/bench_path
 
+# make bench-java  the same 12 MP box edit on the sample photo through the Java API
+#                  and through the C calls, in one process: CPU time, the binding's
+#                  overhead, and what the Java API allocates on the Java heap per edit.
+.PHONY: bench-java
+bench-java: deps
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSEG_BUILD_BENCHMARKS=ON
+	cmake --build $(BUILD) -j$(JOBS) --target segmentationcore_bench segmentationcore_bench_jni segmentationcore_jni
+	java -Djava.library.path=$(BUILD)/java -cp $(BUILD)/java/segmentationcore.jar:$(BUILD)/java/segmentationcore_bench.jar \
+	  org.segmentationcore.BindingBenchmark data/samples/coffee.png 72 14 482 392
+
 # ---- playground ----------------------------------------------------------------
 # make playground [PORT=8080]  the page on http://127.0.0.1:PORT/ (Ctrl+C stops it)
 # make test-browser            the page in headless Chromium, with a mouse and with a
