@@ -55,11 +55,6 @@ jobject historyStep(JNIEnv* env, jlong handle, bool (BindingSession::*step)(), j
 
 }  // namespace
 
-jlong openSession(Photo photo, int threads) {
-  setSegmentationThreads(threads);
-  return handleOf(std::make_unique<BindingSession>(std::move(photo)));
-}
-
 extern "C" {
 
 JNIEXPORT jint JNICALL Java_org_segmentationcore_NativeCalls_maxRadius(JNIEnv*, jclass) { return kMaxRadius; }

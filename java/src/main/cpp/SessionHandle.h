@@ -1,6 +1,7 @@
 // A Java session's native side travels as a jlong: the BindingSession's address.
 #pragma once
 
+#include <SegmentationCore.h>
 #include <jni.h>
 
 #include <memory>
@@ -16,5 +17,8 @@ inline BindingSession& sessionOf(jlong handle) {
   return *reinterpret_cast<BindingSession*>(handle);
 }
 
-// Opens a session on a photo of pixels: the one thread count, then the library session.
-jlong openSession(Photo photo, int threads);
+// Opens a session on a photo: the process's thread count, then the library session.
+inline jlong openSession(Photo photo, int threads) {
+  setSegmentationThreads(threads);
+  return handleOf(std::make_unique<BindingSession>(std::move(photo)));
+}

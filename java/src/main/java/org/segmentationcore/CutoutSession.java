@@ -39,24 +39,15 @@ public final class CutoutSession implements AutoCloseable {
 
   private final int width;
   private final int height;
-  private final Thread owner;
   // The mask now shown, 255 on the object: one buffer for the session's life, rewritten by each call.
   private final ByteBuffer alpha;
-
-  private final Object lock = new Object();
-  private long handle; // the native session; 0 once closed
-  private boolean closing; // close() has begun: no new calls
-  private boolean running; // the owner is inside a native call
-  private boolean editing; // ... an edit, which a cancel may stop
-  private boolean cancelled; // a cancel reached the edit that runs
-  private int shownVersion; // counts the calls that changed what is shown
+  private final CallGate gate;
 
   private CutoutSession(int width, int height, ByteBuffer alpha, long handle) {
     this.width = width;
     this.height = height;
     this.alpha = alpha;
-    this.handle = handle;
-    this.owner = Thread.currentThread();
+    this.gate = new CallGate(handle);
   }
 
   /**
@@ -187,9 +178,7 @@ public final class CutoutSession implements AutoCloseable {
    * one.
    */
   public boolean cancel() {
-    synchronized (lock) {
-      return cancelEdit();
-    }
+    return gate.cancel();
   }
 
   /**
@@ -199,35 +188,19 @@ public final class CutoutSession implements AutoCloseable {
    */
   @Override
   public void close() {
-    synchronized (lock) {
-      if (handle == 0) {
-        return;
-      }
-      closing = true;
-      cancelEdit();
-      awaitIdle();
-      if (handle == 0) {
-        return; // another close() finished while this one waited
-      }
-      NativeCalls.close(handle);
-      handle = 0;
-      ++shownVersion;
+    if (gate.close(NativeCalls::close)) {
       SessionGuard.release();
     }
   }
 
   public boolean isClosed() {
-    synchronized (lock) {
-      return handle == 0 || closing;
-    }
+    return gate.isClosed();
   }
 
   // ---- for EditResult ---------------------------------------------------------------
 
   boolean isCurrent(int version) {
-    synchronized (lock) {
-      return handle != 0 && !closing && version == shownVersion;
-    }
+    return gate.isCurrent(version);
   }
 
   ByteBuffer mask(int version) {
@@ -237,12 +210,12 @@ public final class CutoutSession implements AutoCloseable {
 
   /** Runs {@code draw} with the native session while the result of {@code version} is shown. */
   void drawPreview(int version, LongConsumer draw) {
-    long session = enter();
+    long session = gate.enter();
     try {
       checkCurrent(version);
       draw.accept(session);
     } finally {
-      leave();
+      gate.leave();
     }
   }
 
@@ -258,38 +231,35 @@ public final class CutoutSession implements AutoCloseable {
    * over for the next edit, since finishEdit clears it.
    */
   private EditResult edit(int kind, Mode mode, int radius, int[] xy) {
-    long session = enter();
+    long session = gate.enter();
     try {
       long start = System.nanoTime();
-      synchronized (lock) {
-        editing = true;
-        cancelled = false;
-      }
+      gate.beginEdit();
       Delivery delivery;
       try {
         NativeCalls.edit(session, kind, mode == Mode.ADD, radius, xy);
       } finally {
         // After a failure too: the answer clears a request the edit leaves.
-        delivery = NativeCalls.finishEdit(session, endEdit(), alpha);
+        delivery = NativeCalls.finishEdit(session, gate.endEdit(), alpha);
       }
       return result(delivery, start);
     } finally {
-      leave();
+      gate.leave();
     }
   }
 
   private boolean ask(LongPredicate question) {
-    long session = enter();
+    long session = gate.enter();
     try {
       return question.test(session);
     } finally {
-      leave();
+      gate.leave();
     }
   }
 
   /** Runs a history step; a null delivery means it refused, with {@code refusal}. */
   private EditResult step(NativeDelivery body, String refusal) {
-    long session = enter();
+    long session = gate.enter();
     try {
       long start = System.nanoTime();
       Delivery delivery = body.call(session);
@@ -298,80 +268,18 @@ public final class CutoutSession implements AutoCloseable {
       }
       return result(delivery, start);
     } finally {
-      leave();
+      gate.leave();
     }
   }
 
   private EditResult result(Delivery delivery, long startNanos) {
-    int version;
-    synchronized (lock) {
-      version = ++shownVersion;
-    }
-    return new EditResult(this, version, width, height, alpha, delivery, millisSince(startNanos));
-  }
-
-  /** The edit is over for cancels; whether one reached it. */
-  private boolean endEdit() {
-    synchronized (lock) {
-      editing = false;
-      return cancelled;
-    }
-  }
-
-  /** Holding {@code lock}: raises the library's cancel request for the edit that runs, once. */
-  private boolean cancelEdit() {
-    if (!editing) {
-      return false;
-    }
-    if (!cancelled) {
-      cancelled = true;
-      NativeCalls.cancelEdit();
-    }
-    return true;
-  }
-
-  private long enter() {
-    Thread caller = Thread.currentThread();
-    if (caller != owner) {
-      throw new IllegalStateException(
-          "This session belongs to thread \"" + owner.getName() + "\", which opened it; thread \""
-              + caller.getName() + "\" may only cancel() or close() it.");
-    }
-    synchronized (lock) {
-      if (handle == 0 || closing) {
-        throw new IllegalStateException("This session is closed.");
-      }
-      running = true;
-      return handle;
-    }
-  }
-
-  private void leave() {
-    synchronized (lock) {
-      running = false;
-      lock.notifyAll();
-    }
+    return new EditResult(this, gate.nextVersion(), width, height, alpha, delivery, millisSince(startNanos));
   }
 
   private void checkCurrent(int version) {
     if (!isCurrent(version)) {
       throw new IllegalStateException(
           "This result is no longer shown: a later call (or close) replaced it. Copy a mask to keep it.");
-    }
-  }
-
-  /** Waits, holding {@code lock}, until the owner has left its native call. */
-  private void awaitIdle() {
-    boolean interrupted = false;
-    while (running) {
-      try {
-        lock.wait();
-      } catch (InterruptedException e) {
-        interrupted = true; // the native call ends promptly once cancelled: finish waiting
-      }
-    }
-    if (interrupted) {
-      Thread.currentThread().interrupt();
     }
   }
 
