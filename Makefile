@@ -13,10 +13,12 @@ BUILD_DIRS   := $(BUILD) $(BUILD_ASAN) $(BUILD_FUZZ) $(BUILD_TSAN) $(BUILD_STRES
                 $(BUILD_ARMHF) $(BUILD_UCHAR)
 JOBS         ?= $(shell nproc)
 
-# Debian packages the build needs (tests and benchmarks included).
+# Debian packages the build needs (tests and benchmarks included; the JDK,
+# JUnit and the NDK's bitmap header for the Java binding).
 PACKAGES := cmake g++ make libopencv-core-dev libopencv-imgproc-dev android-liblog-dev \
             libgtest-dev libbenchmark-dev \
-            libopencv-imgcodecs-dev nlohmann-json3-dev libcli11-dev libcpp-httplib-dev pkg-config
+            libopencv-imgcodecs-dev nlohmann-json3-dev libcli11-dev libcpp-httplib-dev pkg-config \
+            default-jdk-headless junit5 android-platform-frameworks-native-headers
 
 SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 
@@ -152,6 +154,16 @@ bench: deps
 	$(BUILD)/bench/bench_edit
 	$(BUILD)/bench/bench_maxflow
 	$(BUILD)/bench/bench_path
+
+# make bench-java  the same 12 MP box edit on the sample photo through the Java API
+#                  and through the C calls, in one process: CPU time, the binding's
+#                  overhead, and what the Java API allocates on the Java heap per edit.
+.PHONY: bench-java
+bench-java: deps
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSEG_BUILD_BENCHMARKS=ON
+	cmake --build $(BUILD) -j$(JOBS) --target segmentationcore_bench segmentationcore_bench_jni segmentationcore_jni
+	java -Djava.library.path=$(BUILD)/java -cp $(BUILD)/java/segmentationcore.jar:$(BUILD)/java/segmentationcore_bench.jar \
+	  org.segmentationcore.BindingBenchmark data/samples/coffee.png 72 14 482 392
 
 # ---- playground ----------------------------------------------------------------
 # make playground [PORT=8080]  the page on http://127.0.0.1:PORT/ (Ctrl+C stops it)

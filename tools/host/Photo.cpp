@@ -75,6 +75,19 @@ Photo readPhoto(const std::string& path) {
   return photo;
 }
 
+Photo pixelPhoto(int width, int height, const unsigned int* argb, const std::string& path) {
+  Photo photo;
+  photo.path = path;
+  photo.bgr.create(height, width, CV_8UC3);
+  for (int y = 0; y < height; ++y) {
+    const unsigned int* in = argb + static_cast<size_t>(y) * width;
+    cv::Vec3b* out = photo.bgr.ptr<cv::Vec3b>(y);
+    for (int x = 0; x < width; ++x) out[x] = cv::Vec3b(in[x] & 0xFF, (in[x] >> 8) & 0xFF, (in[x] >> 16) & 0xFF);
+  }
+  photo.pixels = hostPixels(photo.bgr);
+  return photo;
+}
+
 Photo resizedPhoto(const Photo& photo, double megapixels, std::array<int, 4>& box) {
   const double scale = std::sqrt(megapixels * 1e6 / static_cast<double>(photo.bgr.total()));
   if (std::abs(scale - 1.0) < 1e-3) return photo;

@@ -19,6 +19,10 @@ struct Photo {
 // unreadable or not an image.
 Photo readPhoto(const std::string& path);
 
+// A photo a host already holds as 0xAARRGGBB pixels (a phone's bitmap):
+// alpha is dropped, as the library drops it. `path` names it in messages.
+Photo pixelPhoto(int width, int height, const unsigned int* argb, const std::string& path);
+
 // The photo resampled (cubic) to about `megapixels`, as a phone of that
 // resolution would have shot it; `box` (x1, y1, x2, y2 inclusive) is scaled
 // alike. The photo itself when the size is already right.

@@ -8,12 +8,6 @@
 #include "Failure.h"
 #include "Marks.h"
 
-namespace {
-
-// The library writes only 0 and 255 into a mask; a mask still holding this
-// after an output call was not written, meaning "no result".
-constexpr unsigned char kUntouched = 128;
-
 // Parses [N, then per contour n, x1, y1, ... xn, yn, -1].
 std::vector<std::vector<cv::Point>> takeOutline() {
   int* array = nullptr;
@@ -33,6 +27,8 @@ std::vector<std::vector<cv::Point>> takeOutline() {
   delete[] array;
   return contours;
 }
+
+namespace {
 
 std::string corners(const Step& step) {
   const cv::Point a = step.points[0], b = step.points[1];

@@ -17,6 +17,14 @@ struct Shown {
   std::vector<std::vector<cv::Point>> outline;  // the polygons of fetch_path_array
 };
 
+// The library writes only 0 and 255 into a mask; a mask still holding this
+// after an output call was not written, meaning "no result".
+constexpr unsigned char kUntouched = 128;
+
+// The outline of the last result as fetch_path_array hands it over, one
+// polygon per contour; empty when there is none or it was already fetched.
+std::vector<std::vector<cv::Point>> takeOutline();
+
 // The library keeps one session per process: one Replay at a time.
 class Replay {
  public:

@@ -13,9 +13,6 @@ using nlohmann::json;
 
 namespace {
 
-// A brush wider than this is surely a mistake (and beyond what OpenCV draws).
-constexpr int kMaxRadius = 1000;
-
 struct KindInfo {
   const char* name;
   StepKind kind;

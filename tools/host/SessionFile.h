@@ -9,6 +9,9 @@
 
 enum class StepKind { Box, Loop, Stroke, Cut, Undo, Redo, Reset };
 
+// A brush wider than this is surely a mistake (and beyond what OpenCV draws).
+constexpr int kMaxRadius = 1000;
+
 struct Step {
   StepKind kind = StepKind::Box;
   bool add = true;                // "add" (object) or "remove" (background)
