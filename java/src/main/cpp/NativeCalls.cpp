@@ -9,6 +9,7 @@
 #include "JavaValues.h"
 #include "SessionHandle.h"
 #include "support/ThreadSetting.h"
+#include "tools/host/Threads.h"
 
 static_assert(org_segmentationcore_NativeCalls_DONE == static_cast<int>(EditOutcome::Done));
 static_assert(org_segmentationcore_NativeCalls_CANCELLED == static_cast<int>(EditOutcome::Cancelled));
@@ -61,6 +62,10 @@ JNIEXPORT jint JNICALL Java_org_segmentationcore_NativeCalls_maxRadius(JNIEnv*, 
 
 JNIEXPORT jint JNICALL Java_org_segmentationcore_NativeCalls_maxThreads(JNIEnv*, jclass) {
   return kMaxSegmentationThreads;
+}
+
+JNIEXPORT jint JNICALL Java_org_segmentationcore_NativeCalls_defaultThreads(JNIEnv*, jclass) {
+  return defaultSegmentationThreads();
 }
 
 JNIEXPORT jlong JNICALL Java_org_segmentationcore_NativeCalls_open(JNIEnv* env, jclass, jint width, jint height,

@@ -35,7 +35,7 @@ import java.util.function.IntToLongFunction;
 public final class CutoutSession implements AutoCloseable {
   private static final int MAX_RADIUS = NativeCalls.maxRadius();
   private static final int MAX_THREADS = NativeCalls.maxThreads();
-  private static volatile int threads = Math.min(Runtime.getRuntime().availableProcessors(), 4);
+  private static volatile int threads = NativeCalls.defaultThreads();
 
   private final int width;
   private final int height;

@@ -32,6 +32,9 @@ final class NativeCalls {
   /** The most threads an edit may use. */
   static native int maxThreads();
 
+  /** The threads an edit uses unless the app says otherwise: the cores, at most four. */
+  static native int defaultThreads();
+
   /** A session on a copy of the pixels; the handle of its native side. */
   static native long open(int width, int height, int[] argb, int threads);
 
