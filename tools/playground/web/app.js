@@ -126,7 +126,7 @@ function photoRadius() {
 
 async function showView() {
   const s = state.session;
-  const blob = await getBlob(`/api/sessions/${s.id}/view?kind=${state.view}&max=${stage.pixelsNeeded()}`);
+  const blob = await getBlob(`/api/sessions/${s.id}/view?kind=${state.view === 'cutout' ? 'cutout' : 'photo'}&max=${stage.pixelsNeeded()}`);
   const url = URL.createObjectURL(blob);
   const image = $('view');
   image.src = url;
