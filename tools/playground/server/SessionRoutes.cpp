@@ -28,6 +28,7 @@ class Routes {
     sendJson(res, 200, {{"maxUploadBytes", config_.maxUploadBytes},
                         {"maxStepBytes", config_.maxStepBytes},
                         {"maxMegapixels", config_.maxMegapixels},
+                        {"viewMaxSide", config_.viewMaxSide},
                         {"workers", pool_.limits().workers},
                         {"inUse", pool_.inUse()},
                         {"idleSeconds", pool_.limits().idle.count()}});
