@@ -38,6 +38,8 @@ class WorkerProcess {
   // its reply.
   void cancel(uint64_t number);
 
+  pid_t pid() const { return pid_; }
+
   // Whether a call is under way / how long since the last one ended.
   bool busy() const { return calls_ > 0; }
   std::chrono::steady_clock::duration idleFor() const;
