@@ -276,6 +276,11 @@ test('desktop, with a mouse', { timeout: 90000 }, async () => {
   const page = await browser.newPage({ viewport: { width: 1280, height: 800 } });
   const person = new Person(page, 'mouse');
   await cutTheCupOut(person, 'desktop');
+  // The README's picture: back to the box's cut-out, the page a little smaller.
+  await person.step(() => person.press('#undo'));
+  await page.setViewportSize({ width: 840, height: 580 });
+  await page.waitForTimeout(200);
+  await person.shot('playground.png');
   // A loop drawn along a line encloses nothing: the page says so, and sends nothing.
   let sent = 0;
   page.on('request', (r) => { sent += r.url().endsWith('/steps'); });
@@ -283,11 +288,6 @@ test('desktop, with a mouse', { timeout: 90000 }, async () => {
   await person.drag([[100, 300], [300, 302], [500, 304], [300, 303]]);
   assert.match(await page.textContent('#hint'), /encloses almost nothing/);
   assert.strictEqual(sent, 0);
-  // The README's picture: back to the box's cut-out, the page a little smaller.
-  await person.step(() => person.press('#undo'));
-  await page.setViewportSize({ width: 840, height: 580 });
-  await page.waitForTimeout(200);
-  await person.shot('playground.png');
   await openOtherPhotos(person);
 
   // A second page takes a second place, and gives it back as it closes.
