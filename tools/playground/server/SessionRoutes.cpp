@@ -63,17 +63,12 @@ class Routes {
     if (body) forward(id, {{"op", "step"}, {"step", *body}}, res);
   }
 
-  void cancel(const std::string& id, const httplib::Request& req, httplib::Response& res,
-              const httplib::ContentReader& reader) {
-    if (!readBody(req, res, reader, kSmallBody, "The request")) return;
+  void cancel(const std::string& id, httplib::Response& res) {
     const auto session = find(id, res);
-    if (!session) return;
-    sendJson(res, 200, {{"running", session->cancel()}});
+    if (session) sendJson(res, 200, {{"running", session->cancel()}});
   }
 
-  void alive(const std::string& id, const httplib::Request& req, httplib::Response& res,
-             const httplib::ContentReader& reader) {
-    if (!readBody(req, res, reader, kSmallBody, "The request")) return;
+  void alive(const std::string& id, httplib::Response& res) {
     const auto session = find(id, res);
     if (!session) return;
     session->heard();
@@ -224,15 +219,15 @@ void addSessionRoutes(httplib::Server& server, WorkerPool& pool, const ServerCon
   server.Post(session + "/steps", [routes](const Request& req, Response& res, const ContentReader& reader) {
     routes->step(req.matches[1], req, res, reader);
   });
-  server.Post(session + "/cancel", [routes](const Request& req, Response& res, const ContentReader& reader) {
-    routes->cancel(req.matches[1], req, res, reader);
-  });
-  server.Post(session + "/alive", [routes](const Request& req, Response& res, const ContentReader& reader) {
-    routes->alive(req.matches[1], req, res, reader);
-  });
-  server.Post(session + "/close", [routes](const Request& req, Response& res, const ContentReader& reader) {
-    if (readBody(req, res, reader, kSmallBody, "The request")) routes->end(req.matches[1], res);
-  });
+  // Cancel, heartbeat and close: a body, if any, is read and set aside.
+  const auto signal = [routes](void (Routes::*handle)(const std::string&, Response&)) {
+    return [routes, handle](const Request& req, Response& res, const ContentReader& reader) {
+      if (readBody(req, res, reader, kSmallBody, "The request")) (routes.get()->*handle)(req.matches[1], res);
+    };
+  };
+  server.Post(session + "/cancel", signal(&Routes::cancel));
+  server.Post(session + "/alive", signal(&Routes::alive));
+  server.Post(session + "/close", signal(&Routes::end));
   server.Get(session + "/view", [routes](const Request& req, Response& res) {
     routes->view(req.matches[1], req, res);
   });
