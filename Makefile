@@ -145,15 +145,18 @@ test-unsigned-char: deps
 # make bench   one box edit beside cv::grabCut on the sample photo at 0.24, 1.2 and
 #              12 MP (x_ours: its CPU time over ours); the stages of an edit at 0.24,
 #              1.2, 12 and 48 MP with peak memory; the max-flow on graphs from real
-#              edits beside OpenCV's GCGraph (x_gcgraph); the path search.
+#              edits beside OpenCV's GCGraph (x_gcgraph); the path search; a playground
+#              worker's memory at 12 and 48 MP beside the library's (x_library) and
+#              its answer to a cancel.
 .PHONY: bench
 bench: deps
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSEG_BUILD_BENCHMARKS=ON
-	cmake --build $(BUILD) -j$(JOBS) --target bench_peer bench_edit bench_maxflow bench_path
+	cmake --build $(BUILD) -j$(JOBS) --target bench_peer bench_edit bench_maxflow bench_path bench_playground
 	$(BUILD)/bench/bench_peer
 	$(BUILD)/bench/bench_edit
 	$(BUILD)/bench/bench_maxflow
 	$(BUILD)/bench/bench_path
+	$(BUILD)/tools/playground/bench_playground
 
 # make bench-java  the same 12 MP box edit on the sample photo through the Java API
 #                  and through the C calls, in one process: CPU time, the binding's

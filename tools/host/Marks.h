@@ -3,6 +3,9 @@
 // makes them from a finger.
 #pragma once
 
+#include <cstddef>
+#include <functional>
+#include <optional>
 #include <vector>
 
 #include "SessionFile.h"
@@ -30,3 +33,19 @@ struct Edit {
 // the points (a finger reports a dense trace). Cut without a radius: the
 // polygon's inside marked object or background. Points must lie inside.
 Edit markEdit(const Step& step, int width, int height);
+
+// A wide brush along a long trace takes long to draw (a disc per pixel of
+// the trace), so an interactive host stops it as it stops a segmentation:
+// `stop` is asked between pieces of the drawing, and a true answer ends it.
+struct FillControl {
+  std::function<bool()> stop;
+};
+
+// markEdit, drawn piece by piece under `control`; empty when it was stopped.
+// The marks it gives are those of markEdit.
+std::optional<Edit> markEdit(const Step& step, int width, int height, const FillControl& control);
+
+// How many points markEdit hands the library for `step`: the box's border,
+// a loop's or polygon's corners, a brush line's every pixel. Known before
+// anything is drawn or allocated, so a host can refuse a trace too long.
+size_t tracedPoints(const Step& step);

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cmath>
 #include <cstring>
 #include <fstream>
@@ -57,22 +58,43 @@ std::vector<unsigned int> hostPixels(const cv::Mat& bgr) {
   return pixels;
 }
 
+// The decoded image in both forms; `name` is for messages.
+Photo fromDecoded(cv::Mat bgr, const std::string& name) {
+  if (bgr.empty() || bgr.type() != CV_8UC3)
+    throw CutoutError(kExitPhoto, "photo " + name + " is not an image that can be decoded");
+  Photo photo;
+  photo.path = name;
+  photo.bgr = std::move(bgr);
+  photo.pixels = hostPixels(photo.bgr);
+  return photo;
+}
+
 }  // namespace
 
 Photo readPhoto(const std::string& path) {
   checkReadable(path);
-  Photo photo;
-  photo.path = path;
+  cv::Mat bgr;
   try {
     QuietStderr quiet;
-    photo.bgr = cv::imread(path, cv::IMREAD_COLOR);
+    bgr = cv::imread(path, cv::IMREAD_COLOR);
   } catch (const cv::Exception&) {  // a decoder that gave up: same as empty
-    photo.bgr.release();
+    bgr.release();
   }
-  if (photo.bgr.empty() || photo.bgr.type() != CV_8UC3)
-    throw CutoutError(kExitPhoto, "photo " + path + " is not an image that can be decoded");
-  photo.pixels = hostPixels(photo.bgr);
-  return photo;
+  return fromDecoded(std::move(bgr), path);
+}
+
+Photo decodePhoto(const std::string& bytes, const std::string& name) {
+  if (bytes.empty()) throw CutoutError(kExitPhoto, "photo " + name + " is empty");
+  if (bytes.size() > static_cast<size_t>(INT_MAX)) throw CutoutError(kExitPhoto, "photo " + name + " is too large");
+  cv::Mat bgr;
+  try {
+    QuietStderr quiet;
+    const cv::Mat file(1, static_cast<int>(bytes.size()), CV_8UC1, const_cast<char*>(bytes.data()));
+    bgr = cv::imdecode(file, cv::IMREAD_COLOR);
+  } catch (const cv::Exception&) {
+    bgr.release();
+  }
+  return fromDecoded(std::move(bgr), name);
 }
 
 Photo pixelPhoto(int width, int height, const unsigned int* argb, const std::string& path) {

@@ -23,6 +23,10 @@ Photo readPhoto(const std::string& path);
 // alpha is dropped, as the library drops it. `path` names it in messages.
 Photo pixelPhoto(int width, int height, const unsigned int* argb, const std::string& path);
 
+// The same from a file's bytes in memory (JPEG, PNG and WebP never touch the
+// disk on the way); `name` stands for the file in messages and as `path`.
+Photo decodePhoto(const std::string& bytes, const std::string& name);
+
 // The photo resampled (cubic) to about `megapixels`, as a phone of that
 // resolution would have shot it; `box` (x1, y1, x2, y2 inclusive) is scaled
 // alike. The photo itself when the size is already right.

@@ -56,7 +56,7 @@ std::string describeStep(const Step& step) {
 
 }  // namespace
 
-Replay::Replay(const Photo& photo) : photo_(photo) {
+Replay::Replay(const Photo& photo, Previews previews) : photo_(photo), previews_(previews) {
   // The library only reads the pixels; its signature predates const.
   setSourceImage(photo.width(), photo.height(), const_cast<unsigned int*>(photo.pixels.data()));
   initSegmentationEngine(0);
@@ -79,15 +79,23 @@ std::string Replay::apply(const Step& step) {
 }
 
 std::string Replay::edit(const Step& step) {
-  Edit e = markEdit(step, photo_.width(), photo_.height());
-  setCurrentMarkerVector(static_cast<int>(e.points.size()), e.points.data());
-  setMarkerImage(photo_.width(), photo_.height(), e.markers.data(), e.strokeType);
+  std::optional<Edit> e = filling_.stop ? markEdit(step, photo_.width(), photo_.height(), filling_)
+                                        : markEdit(step, photo_.width(), photo_.height());
+  if (!e) return "no result (filling the marks was stopped); previous result kept";
+  setCurrentMarkerVector(static_cast<int>(e->points.size()), e->points.data());
+  setMarkerImage(photo_.width(), photo_.height(), e->markers.data(), e->strokeType);
+  e.reset();  // the library has its own copy
 
-  std::vector<unsigned char> mask(photo_.pixels.size(), kUntouched);
-  std::vector<unsigned int> preview = photo_.pixels;
+  std::vector<unsigned char> mask(pixelCount(), kUntouched);
+  std::vector<unsigned int> preview = previewBuffer();
+  unsigned int* blended = preview.empty() ? nullptr : preview.data();
   if (step.kind == StepKind::Cut) {
+    // A cut finds its outline only while it paints a preview: one it
+    // paints into scratch when previews are skipped.
+    if (!blended) preview.resize(pixelCount());
     cutOutImage(0, 0, 0, preview.data(), mask.data());
-  } else if (processSegment(0, 0, 0, preview.data(), mask.data()) < 0) {
+    if (!blended) std::vector<unsigned int>().swap(preview);
+  } else if (processSegment(0, 0, 0, blended, mask.data()) < 0) {
     throw CutoutError(kExitInternal, "the library closed the session during " + describeStep(step));
   }
   if (!collect(mask, preview)) return "no result (cancelled or over the time limit); previous result kept";
@@ -104,12 +112,13 @@ std::string Replay::history(const Step& step) {
   // redo on an empty history would show a stale slot.
   if (step.kind == StepKind::Redo && !canRedo()) return "nothing to redo; " + describeShown();
 
-  std::vector<unsigned char> mask(photo_.pixels.size(), kUntouched);
-  std::vector<unsigned int> preview = photo_.pixels;
+  std::vector<unsigned char> mask(pixelCount(), kUntouched);
+  std::vector<unsigned int> preview = previewBuffer();
+  unsigned int* blended = preview.empty() ? nullptr : preview.data();
   if (step.kind == StepKind::Undo)
-    undo(preview.data(), mask.data());
+    undo(blended, mask.data());
   else
-    redo(preview.data(), mask.data());
+    redo(blended, mask.data());
   if (!collect(mask, preview)) showNothing();
   return describeShown();
 }
@@ -128,9 +137,13 @@ bool Replay::collect(std::vector<unsigned char>& mask, std::vector<unsigned int>
 void Replay::showNothing() {
   takeOutline();  // drop a stale outline
   shown_.any = false;
-  shown_.mask.assign(photo_.pixels.size(), 255);
-  shown_.preview = photo_.pixels;
+  shown_.mask.assign(pixelCount(), 255);
+  shown_.preview = previewBuffer();
   shown_.outline.clear();
+}
+
+std::vector<unsigned int> Replay::previewBuffer() const {
+  return previews_ == Previews::Kept ? photo_.pixels : std::vector<unsigned int>();
 }
 
 std::string Replay::describeShown() const {

@@ -10,6 +10,10 @@
 struct PhotoHeader {
   const char* format;  // "JPEG", "PNG" or "WebP"
   long long width = 0, height = 0;
+  // The file holds all its header announces: a JPEG reaches its end marker,
+  // a PNG its last chunk, a WebP the length its RIFF header gives. Decoders
+  // open a file cut short without a word and fill in grey.
+  bool complete = true;
 };
 
 // Empty when the bytes are none of the three formats, or their header is

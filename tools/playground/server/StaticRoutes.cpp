@@ -79,8 +79,8 @@ void addStaticRoutes(httplib::Server& server, const ServerConfig& config) {
   });
 }
 
-std::string samplePath(const ServerConfig& config, const std::string& name) {
+std::string sampleBytes(const ServerConfig& config, const std::string& name) {
   for (const BenchmarkPhoto& sample : readSampleFolder(config.samplesDir))
-    if (fs::path(sample.image).filename() == name) return sample.image;
+    if (fs::path(sample.image).filename() == name) return readFile(sample.image);
   return {};
 }

@@ -10,5 +10,5 @@
 //                      it is refused with 400
 void addStaticRoutes(httplib::Server& server, const ServerConfig& config);
 
-// The path of the bundled sample `name`; empty when there is none so named.
-std::string samplePath(const ServerConfig& config, const std::string& name);
+// The file of the bundled sample `name`; empty when there is none so named.
+std::string sampleBytes(const ServerConfig& config, const std::string& name);

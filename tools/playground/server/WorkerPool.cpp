@@ -1,5 +1,6 @@
 #include "WorkerPool.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <random>
 #include <vector>
@@ -25,8 +26,8 @@ std::string duration(std::chrono::seconds time) {
 
 }  // namespace
 
-WorkerPool::WorkerPool(std::string exe, PoolLimits limits)
-    : exe_(std::move(exe)), limits_(limits), sweeper_([this] { sweep(); }) {}
+WorkerPool::WorkerPool(WorkerCommand command, PoolLimits limits, SessionLimits sessionLimits)
+    : command_(std::move(command)), limits_(limits), sessionLimits_(sessionLimits), sweeper_([this] { sweep(); }) {}
 
 WorkerPool::~WorkerPool() {
   {
@@ -35,45 +36,55 @@ WorkerPool::~WorkerPool() {
     closing_.notify_all();
   }
   sweeper_.join();
-  std::map<std::string, std::shared_ptr<WorkerProcess>> ending;
+  std::map<std::string, std::shared_ptr<Session>> ending;
   {
     std::lock_guard<std::mutex> lock(mutex_);
     ending.swap(sessions_);
   }
-  for (auto& [id, worker] : ending) worker->cancel();
+  for (auto& [id, session] : ending) session->close();
 }
 
-std::string WorkerPool::start() {
+std::string WorkerPool::add(std::string photo, const std::string& replaces) {
   std::lock_guard<std::mutex> lock(mutex_);
-  if (sessions_.size() >= limits_.workers) return {};
+  const bool lends = sessions_.count(replaces) > 0 &&
+                     std::none_of(lending_.begin(), lending_.end(), [&](const auto& l) { return l.second == replaces; });
+  if (!lends && sessions_.size() - lending_.size() >= limits_.workers) return {};
   const std::string id = newId();
-  sessions_[id] = std::make_shared<WorkerProcess>(exe_);
+  sessions_[id] = std::make_shared<Session>(command_, std::move(photo), sessionLimits_);
+  if (lends) lending_[id] = replaces;
   return id;
 }
 
-std::shared_ptr<WorkerProcess> WorkerPool::find(const std::string& id) {
+std::shared_ptr<Session> WorkerPool::find(const std::string& id) {
   std::lock_guard<std::mutex> lock(mutex_);
   const auto it = sessions_.find(id);
   return it == sessions_.end() ? nullptr : it->second;
 }
 
 void WorkerPool::end(const std::string& id, const std::string& why) {
-  std::shared_ptr<WorkerProcess> worker;
+  std::shared_ptr<Session> session;
   {
     std::lock_guard<std::mutex> lock(mutex_);
     const auto it = sessions_.find(id);
     if (it == sessions_.end()) return;
-    worker = std::move(it->second);
+    session = std::move(it->second);
     sessions_.erase(it);
+    for (auto l = lending_.begin(); l != lending_.end();)
+      l = l->first == id || l->second == id ? lending_.erase(l) : std::next(l);
     remember(id, why);
   }
-  worker->cancel();  // a running edit need not finish for nobody
+  session->close();  // a running edit need not finish for nobody
 }
 
 std::string WorkerPool::whyEnded(const std::string& id) {
   std::lock_guard<std::mutex> lock(mutex_);
   const auto it = ended_.find(id);
   return it == ended_.end() ? std::string() : it->second;
+}
+
+size_t WorkerPool::inUse() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return sessions_.size() - lending_.size();
 }
 
 void WorkerPool::remember(const std::string& id, const std::string& why) {
@@ -84,22 +95,20 @@ void WorkerPool::remember(const std::string& id, const std::string& why) {
 void WorkerPool::sweep() {
   std::unique_lock<std::mutex> lock(mutex_);
   while (!closing_.wait_for(lock, kSweepEvery, [&] { return closed_; })) {
-    std::vector<std::shared_ptr<WorkerProcess>> ending;  // ended outside the lock: it may take seconds
-    for (auto it = sessions_.begin(); it != sessions_.end();) {
-      WorkerProcess& worker = *it->second;
-      const bool idle = !worker.busy() && worker.idleFor() > limits_.idle;
-      if (idle || worker.exited()) {
-        remember(it->first, idle ? "it was not used for " + duration(limits_.idle)
-                                 : "its worker process stopped (it crashed or was killed)");
-        std::fprintf(stderr, "playground: session %.8s ended: %s\n", it->first.c_str(), ended_[it->first].c_str());
-        ending.push_back(std::move(it->second));
-        it = sessions_.erase(it);
-      } else {
-        ++it;
-      }
+    std::vector<std::pair<std::string, std::string>> ending;  // ended outside the lock: it may take seconds
+    for (auto& [id, session] : sessions_) {
+      session->reap();
+      if (session->busy()) continue;
+      if (session->idleFor() > limits_.idle)
+        ending.emplace_back(id, "it was not used for " + duration(limits_.idle));
+      else if (session->unheardFor() > limits_.unheard)
+        ending.emplace_back(id, "its page was closed (nothing was heard from it for " + duration(limits_.unheard) + ")");
     }
     lock.unlock();
-    ending.clear();
+    for (const auto& [id, why] : ending) {
+      std::fprintf(stderr, "playground: session %.8s ended: %s\n", id.c_str(), why.c_str());
+      end(id, why);
+    }
     lock.lock();
   }
 }

@@ -1,6 +1,7 @@
-// The browser sessions and their worker processes: one worker per session,
-// at most `workers` at once. A worker unused for `idle` is ended; one that
-// dies takes only its own session with it.
+// The browser sessions: at most `workers` at once, each with a worker
+// process of its own. A session unused for `idle`, or whose page has not
+// been heard from for `unheard` (closed without a word, its browser gone),
+// is ended; a worker that dies takes nothing with it (Session restores it).
 #pragma once
 
 #include <chrono>
@@ -11,43 +12,50 @@
 #include <string>
 #include <thread>
 
-#include "WorkerProcess.h"
+#include "Session.h"
 
 struct PoolLimits {
   size_t workers = 4;
   std::chrono::seconds idle{600};
+  std::chrono::seconds unheard{180};
 };
 
 class WorkerPool {
  public:
-  // `exe` is this program, started again with --worker.
-  WorkerPool(std::string exe, PoolLimits limits);
-  ~WorkerPool();  // ends every worker
+  WorkerPool(WorkerCommand command, PoolLimits limits, SessionLimits sessionLimits);
+  ~WorkerPool();  // ends every session
   WorkerPool(const WorkerPool&) = delete;
   WorkerPool& operator=(const WorkerPool&) = delete;
 
-  // Starts a worker for a new session and returns the session's id; empty
-  // when every place is taken. Throws std::runtime_error if it cannot start.
-  std::string start();
-  // The session's worker; null when the id is unknown or the session ended.
-  std::shared_ptr<WorkerProcess> find(const std::string& id);
-  // Ends the session (its worker stops once a running call is answered);
-  // `why` is what later requests for it are told.
+  // A new session on the photo (its file's bytes), not yet opened; its id,
+  // empty when every place is taken. `replaces`, when it names a running
+  // session, lends that session's place until the new one is open (the
+  // caller then ends the old one), so a page can change photos when all
+  // places are in use without giving up the one it has first.
+  std::string add(std::string photo, const std::string& replaces = {});
+  // The session; null when the id is unknown or the session ended.
+  std::shared_ptr<Session> find(const std::string& id);
+  // Ends the session (a running edit is cancelled); `why` is what later
+  // requests for it are told.
   void end(const std::string& id, const std::string& why);
   // Why a session ended, for one that no longer runs; empty when the id
   // was never given out (or ended long ago).
   std::string whyEnded(const std::string& id);
+  // Places taken now.
+  size_t inUse();
 
   const PoolLimits& limits() const { return limits_; }
 
  private:
-  void sweep();  // ends idle and exited workers, until the pool closes
+  void sweep();  // ends idle sessions and those whose page is gone, until the pool closes
   void remember(const std::string& id, const std::string& why);  // with mutex_ held
 
-  const std::string exe_;
+  const WorkerCommand command_;
   const PoolLimits limits_;
+  const SessionLimits sessionLimits_;
   std::mutex mutex_;
-  std::map<std::string, std::shared_ptr<WorkerProcess>> sessions_;
+  std::map<std::string, std::shared_ptr<Session>> sessions_;
+  std::map<std::string, std::string> lending_;  // new session -> the one whose place it shares
   std::map<std::string, std::string> ended_;  // id -> why, the latest few
   std::condition_variable closing_;
   bool closed_ = false;

@@ -36,7 +36,7 @@ void highPipe(int ends[2]) {
 
 }  // namespace
 
-WorkerProcess::WorkerProcess(const std::string& exe) : lastUsed_(now()) {
+WorkerProcess::WorkerProcess(const WorkerCommand& command) : lastUsed_(now()) {
   int requests[2], replies[2];
   highPipe(requests);
   try {
@@ -63,8 +63,9 @@ WorkerProcess::WorkerProcess(const std::string& exe) : lastUsed_(now()) {
   posix_spawnattr_setsigdefault(&attributes, &pipe);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
 
-  std::string program = exe, flag = "--worker";
-  std::vector<char*> argv = {program.data(), flag.data(), nullptr};
+  std::string program = command.exe, flag = "--worker", option = "--threads",
+              threads = std::to_string(command.threads);
+  std::vector<char*> argv = {program.data(), flag.data(), option.data(), threads.data(), nullptr};
   const int error = posix_spawn(&pid_, program.c_str(), &files, &attributes, argv.data(), environ);
   posix_spawn_file_actions_destroy(&files);
   posix_spawnattr_destroy(&attributes);
@@ -75,7 +76,7 @@ WorkerProcess::WorkerProcess(const std::string& exe) : lastUsed_(now()) {
   if (error != 0) {
     ::close(to_);
     ::close(from_);
-    throw std::runtime_error("cannot start a worker (" + exe + "): " + std::strerror(error));
+    throw std::runtime_error("cannot start a worker (" + command.exe + "): " + std::strerror(error));
   }
 }
 
@@ -91,13 +92,13 @@ WorkerProcess::~WorkerProcess() {
   }
 }
 
-std::optional<Message> WorkerProcess::call(const Message& request) {
+std::optional<Message> WorkerProcess::call(const nlohmann::json& header, std::string_view payload) {
   std::lock_guard<std::mutex> one(call_);
   ++calls_;
   bool sent;
   {
     std::lock_guard<std::mutex> lock(write_);
-    sent = writeMessage(to_, request);
+    sent = writeMessage(to_, header, payload);
   }
   std::optional<Message> reply = sent ? readMessage(from_) : std::nullopt;
   lastUsed_ = now();
@@ -105,9 +106,9 @@ std::optional<Message> WorkerProcess::call(const Message& request) {
   return reply;
 }
 
-void WorkerProcess::cancel() {
+void WorkerProcess::cancel(uint64_t number) {
   std::lock_guard<std::mutex> lock(write_);
-  writeMessage(to_, {{{"op", "cancel"}}, {}});
+  writeMessage(to_, nlohmann::json{{"op", "cancel"}, {"seq", number}}, {});
 }
 
 std::chrono::steady_clock::duration WorkerProcess::idleFor() const {
@@ -118,6 +119,11 @@ bool WorkerProcess::exited() {
   reap(false);
   std::lock_guard<std::mutex> lock(reap_);
   return reaped_;
+}
+
+void WorkerProcess::stop() {
+  std::lock_guard<std::mutex> lock(reap_);
+  if (!reaped_) ::kill(pid_, SIGKILL);  // not yet reaped: the pid is still ours
 }
 
 void WorkerProcess::reap(bool wait) {

@@ -3,16 +3,19 @@
 // browser session is edited by a worker process of its own, which is this
 // program started again with --worker.
 #include <signal.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <filesystem>
-#include <set>
 #include <thread>
 
+#include "Connections.h"
 #include "Replies.h"
+#include "RequestGuard.h"
 #include "ServerConfig.h"
 #include "SessionRoutes.h"
 #include "StaticRoutes.h"
@@ -33,6 +36,9 @@ struct Options {
   size_t maxUploadMb = 128;
   size_t workers = 4;
   int idleSeconds = 600;
+  int pageSeconds = 180;
+  // The machine's cores, up to four: more gain little on a photo's edit.
+  int threads = static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1u, 4u));
 };
 
 Options parse(int argc, char** argv) {
@@ -47,6 +53,9 @@ Options parse(int argc, char** argv) {
   app.add_option("--max-megapixels", o.config.maxMegapixels, "Largest photo accepted")->capture_default_str();
   app.add_option("--workers", o.workers, "Sessions edited at once")->capture_default_str();
   app.add_option("--idle-seconds", o.idleSeconds, "A session unused this long ends")->capture_default_str();
+  app.add_option("--page-seconds", o.pageSeconds, "A session whose page is not heard from this long ends")
+      ->capture_default_str();
+  app.add_option("--threads", o.threads, "Threads for each segmentation in a worker")->capture_default_str();
   app.add_flag("--worker", o.worker, "Internal: serve one session on descriptors 3 and 4");
   try {
     app.parse(argc, argv);
@@ -74,18 +83,6 @@ void addErrorHandlers(httplib::Server& server, const ServerConfig& config) {
   });
 }
 
-// Only pages served from this address may use it: a page elsewhere that
-// renames its own host to 127.0.0.1 still sends its own name as the Host.
-void acceptOnlyOurHost(httplib::Server& server, int port) {
-  const std::set<std::string> ours = {std::string(kHost) + ":" + std::to_string(port),
-                                      "localhost:" + std::to_string(port)};
-  server.set_pre_routing_handler([ours](const httplib::Request& req, httplib::Response& res) {
-    if (ours.count(req.get_header_value("Host"))) return httplib::Server::HandlerResponse::Unhandled;
-    sendError(res, 403, "The playground answers only requests addressed to " + *ours.begin() + ".");
-    return httplib::Server::HandlerResponse::Handled;
-  });
-}
-
 int serve(const Options& o) {
   // Ctrl+C and kill are waited for by one thread, which stops the server;
   // a worker that dies must not take the server down through SIGPIPE.
@@ -95,10 +92,15 @@ int serve(const Options& o) {
   sigaddset(&stops, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &stops, nullptr);
   signal(SIGPIPE, SIG_IGN);
+  // Photos live in this process's memory (and its workers'): a crash must
+  // not leave one in a core file.
+  prctl(PR_SET_DUMPABLE, 0);
 
-  WorkerPool pool(std::filesystem::canonical("/proc/self/exe").string(),
-                  PoolLimits{o.workers, std::chrono::seconds(o.idleSeconds)});
+  WorkerPool pool(WorkerCommand{std::filesystem::canonical("/proc/self/exe").string(), o.threads},
+                  PoolLimits{o.workers, std::chrono::seconds(o.idleSeconds), std::chrono::seconds(o.pageSeconds)},
+                  SessionLimits{});
   httplib::Server server;
+  configureConnections(server);
   server.set_payload_max_length(o.config.maxUploadBytes);
   addErrorHandlers(server, o.config);
   addSessionRoutes(server, pool, o.config);
@@ -110,7 +112,7 @@ int serve(const Options& o) {
                  o.port + 1);
     return 1;
   }
-  acceptOnlyOurHost(server, port);
+  guardRequests(server, kHost, port);
   std::printf("Playground at http://%s:%d/  (Ctrl+C stops it)\n", kHost, port);
   std::fflush(stdout);
 
@@ -131,6 +133,6 @@ int serve(const Options& o) {
 
 int main(int argc, char** argv) {
   const Options o = parse(argc, argv);
-  if (o.worker) return runWorker(kWorkerIn, kWorkerOut);
+  if (o.worker) runWorker(kWorkerIn, kWorkerOut, o.threads);
   return serve(o);
 }

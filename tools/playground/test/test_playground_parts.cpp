@@ -48,6 +48,29 @@ TEST(PhotoHeader, ReadsTheSizeOfEveryFormatItTakes) {
     }
 }
 
+// A file cut short keeps its header, so it would open; the reader says it
+// does not reach its end. Bytes after a JPEG's end (camera trailers) and
+// markers inside a progressive JPEG's scans are no cut.
+TEST(PhotoHeader, SaysWhetherTheFileReachesItsEnd) {
+  const cv::Size size(640, 480);
+  const std::string files[] = {encoded(".png", size), encoded(".jpg", size),
+                               encoded(".jpg", size, {cv::IMWRITE_JPEG_PROGRESSIVE, 1}),
+                               encoded(".jpg", size, {cv::IMWRITE_JPEG_RST_INTERVAL, 4}),
+                               encoded(".webp", size, {cv::IMWRITE_WEBP_QUALITY, 80})};
+  for (const std::string& file : files) {
+    const auto whole = readPhotoHeader(file);
+    ASSERT_TRUE(whole);
+    EXPECT_TRUE(whole->complete) << whole->format;
+    EXPECT_TRUE(readPhotoHeader(file + std::string(100, '\x5a'))->complete) << whole->format << " with a trailer";
+    for (double kept : {0.3, 0.9}) {
+      const auto cut = readPhotoHeader(file.substr(0, static_cast<size_t>(file.size() * kept)));
+      ASSERT_TRUE(cut) << whole->format;
+      EXPECT_FALSE(cut->complete) << whole->format << " cut to " << kept;
+      EXPECT_EQ(cut->width, size.width);
+    }
+  }
+}
+
 TEST(PhotoHeader, TurnsAwayWhatIsNoPhotoOrBrokenBeforeItsSize) {
   const std::string png = encoded(".png", {60, 40}), jpeg = encoded(".jpg", {60, 40});
   EXPECT_FALSE(readPhotoHeader(""));

@@ -11,6 +11,18 @@ export class ApiError extends Error {
 const GONE =
   'The playground server is not answering. Start it again with "make playground", then reload this page.';
 
+// The words of a failed reply: its "error", else its status line.
+function failure(status, statusText, text) {
+  try {
+    const reply = JSON.parse(text);
+    if (reply && typeof reply.error === 'string') return new ApiError(status, reply.error);
+  } catch {
+    // not JSON: keep the status line
+  }
+  // A proxy or a restarted server may answer 502/504 without our words.
+  return new ApiError(status, `The server answered ${status} ${statusText}.`);
+}
+
 async function send(method, url, body, type) {
   const init = { method, headers: {} };
   if (body !== undefined) {
@@ -24,15 +36,13 @@ async function send(method, url, body, type) {
     throw new ApiError(0, GONE);
   }
   if (response.ok) return response;
-  let message = `The server answered ${response.status} ${response.statusText}.`;
+  let text = '';
   try {
-    const reply = await response.json();
-    if (reply && typeof reply.error === 'string') message = reply.error;
+    text = await response.text();
   } catch {
-    // not JSON: keep the status line
+    // the body broke off: the status line says enough
   }
-  // A proxy or a restarted server may answer 502/504 without our words.
-  throw new ApiError(response.status, message);
+  throw failure(response.status, response.statusText, text);
 }
 
 export async function getJson(url) {
@@ -44,8 +54,28 @@ export async function postJson(url, value) {
   return response.status === 204 ? null : response.json();
 }
 
-export async function postFile(url, file) {
-  return (await send('POST', url, file, file.type || 'application/octet-stream')).json();
+// The file as the body; progress(sent, total) as it goes out (fetch cannot
+// tell, so this is an XMLHttpRequest).
+export function postFile(url, file, progress) {
+  return new Promise((resolve, reject) => {
+    const request = new XMLHttpRequest();
+    request.open('POST', url);
+    request.setRequestHeader('Content-Type', file.type || 'application/octet-stream');
+    request.upload.addEventListener('progress', (e) => progress(e.loaded, e.total || file.size));
+    request.addEventListener('error', () => reject(new ApiError(0, GONE)));
+    request.addEventListener('load', () => {
+      if (request.status >= 200 && request.status < 300) {
+        try {
+          resolve(JSON.parse(request.responseText));
+        } catch {
+          reject(new ApiError(500, 'The server sent a reply the page cannot read.'));
+        }
+      } else {
+        reject(failure(request.status, request.statusText, request.responseText));
+      }
+    });
+    request.send(file);
+  });
 }
 
 export async function getBlob(url) {
@@ -57,7 +87,8 @@ export async function getBlob(url) {
   }
 }
 
-// Fire and forget, also while the page unloads.
-export function remove(url) {
-  fetch(url, { method: 'DELETE', keepalive: true }).catch(() => {});
+// Fire and forget, also while the page unloads: a beacon is sent even as
+// the tab closes.
+export function sendBeacon(url) {
+  if (!navigator.sendBeacon(url)) fetch(url, { method: 'POST', keepalive: true }).catch(() => {});
 }

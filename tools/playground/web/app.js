@@ -1,14 +1,15 @@
 // The page: choose a photo, mark it, see the cut, step through the history,
 // download the results. One editing session on the server per photo.
-import { ApiError, getBlob, getJson, postFile, postJson, remove } from './api.js';
+import { ApiError, getBlob, getJson, postFile, postJson, sendBeacon } from './api.js';
 import { Gestures } from './gestures.js';
 import { Stage } from './stage.js';
+import { NAMES, placesText, stepOutcome } from './words.js';
 
 const $ = (id) => document.getElementById(id);
 const TYPES = ['image/jpeg', 'image/png', 'image/webp'];
 const EXTENSIONS = /\.(jpe?g|png|webp)$/i;  // for systems that give a file no type
 const MAX_RADIUS = 1000;  // the session file's limit
-const NAMES = { box: 'Box', loop: 'Loop', stroke: 'Brush', cut: 'Cut', undo: 'Undo', redo: 'Redo', reset: 'Reset' };
+const HEARTBEAT_MS = 20000;  // the server ends a session whose page is not heard from for minutes
 const HINTS = {
   box: { add: 'Drag a box around the object.' },
   loop: {
@@ -32,7 +33,9 @@ const state = {
   editing: false,  // the running step can be cancelled
   tool: 'box',
   mode: 'add',
-  view: 'preview',
+  view: 'photo',   // 'photo' (the selection drawn over it) or 'cutout'
+  viewSide: 0,     // the longer side of the picture shown, in pixels
+  views: 0,        // pictures asked for, so that only the latest is shown
   canUndo: false,
   canRedo: false,
   steps: 0,
@@ -49,6 +52,13 @@ new Gestures(stage, {
   done: (step) => runStep(step),
   hint: (text) => setHint(text),
 });
+let sharpen = 0;
+stage.onView = () => {
+  $('fit').classList.toggle('hidden', !stage.zoomed());
+  refresh();
+  clearTimeout(sharpen);
+  sharpen = setTimeout(sharpenView, 400);
+};
 
 // ---- what the page shows -------------------------------------------------------
 
@@ -79,8 +89,16 @@ function setBusy(text, editing = false) {
   $('busy').classList.toggle('hidden', !text);
   $('busy-cancel').classList.toggle('hidden', !editing);
   $('busy-cancel').disabled = false;
+  $('busy-progress').classList.add('hidden');
   if (text) stage.setCursor(null);
   refresh();
+}
+
+// An upload's progress, 0..1, under the busy text.
+function setProgress(label, done) {
+  $('busy-text').textContent = `${label} ${Math.floor(done * 100)}%`;
+  $('busy-progress').value = done;
+  $('busy-progress').classList.remove('hidden');
 }
 
 function refresh() {
@@ -106,7 +124,7 @@ function refresh() {
   $('dl-cutout').disabled = !idle || !state.shown;
   $('dl-session').disabled = !idle || state.steps === 0;
   $('radius').disabled = !open || !(state.tool === 'stroke' || state.tool === 'cut');
-  $('radius-out').textContent = `${photoRadius()} px`;
+  showBrush();
   $('frame').classList.toggle('checker', state.view === 'cutout');
   $('frame').classList.toggle('hidden', !open);
   $('empty').classList.toggle('hidden', open || Boolean(state.busy));
@@ -117,39 +135,68 @@ function refresh() {
   }
 }
 
-// The brush radius in photo pixels: the slider is in screen pixels, so a
-// brush feels the same on a small photo and on a 50-megapixel one.
+// The slider sets the brush's width on the screen: the label says it, and
+// a dot shows it, whatever the photo's size or the zoom. What that covers
+// of the photo is in the dot's title.
+function showBrush() {
+  const width = Number($('radius').value);
+  $('radius-out').textContent = `${width} px`;
+  $('radius-dot').style.width = $('radius-dot').style.height = `${width}px`;
+  $('radius-dot').title = `${2 * photoRadius() + 1} photo pixels wide at this zoom`;
+}
+
 function photoRadius() {
-  const screen = Number($('radius').value);
+  const screen = Number($('radius').value) / 2;
   return Math.min(MAX_RADIUS, Math.max(1, Math.round(screen * stage.photoPerScreen())));
 }
 
+function showPlaces(reply) {
+  if (reply && reply.workers) $('places').textContent = placesText(reply.inUse, reply.workers);
+}
+
+// Fetches the picture for the current view at the screen's size. Only the
+// latest of overlapping calls shows its picture.
 async function showView() {
   const s = state.session;
+  const asked = ++state.views;
   const blob = await getBlob(`/api/sessions/${s.id}/view?kind=${state.view}&max=${stage.pixelsNeeded()}`);
+  if (asked !== state.views) return;
   const url = URL.createObjectURL(blob);
-  const image = $('view');
-  image.src = url;
+  const decoded = new Image();
+  decoded.src = url;
   try {
-    await image.decode();
+    await decoded.decode();
   } catch {
     throw new ApiError(500, 'The browser could not show the image the server sent.');
   }
+  if (asked !== state.views) return URL.revokeObjectURL(url);
+  const image = $('view');
+  image.src = url;
   if (state.imageUrl) URL.revokeObjectURL(state.imageUrl);
   state.imageUrl = url;
-  // The cut-out speaks for itself; the outline is drawn over the preview.
-  stage.setOutline(state.view === 'preview' ? state.outline : []);
+  state.viewSide = Math.max(decoded.naturalWidth, decoded.naturalHeight);
+  showSelection();
+}
+
+// The cut-out speaks for itself; over the photo, the selection is drawn.
+function showSelection() {
+  stage.setOutline(state.outline, state.view === 'photo');
+}
+
+// After zooming in, a sharper picture if the one shown is too coarse and
+// the photo has more to give; fetched while the person goes on marking.
+function sharpenView() {
+  const s = state.session;
+  if (!s || state.busy) return;
+  const most = Math.min(state.config?.viewMaxSide ?? 2048, Math.max(s.width, s.height));
+  if (state.viewSide >= most || stage.pixelsNeeded() <= state.viewSide * 1.25) return;
+  showView().catch(failed);
 }
 
 function logLine(text) {
   const item = document.createElement('li');
   item.textContent = text;
   $('log').prepend(item);  // newest first: in view without scrolling
-}
-
-function percent(share) {
-  const p = share * 100;
-  return p > 0 && p < 0.1 ? '<0.1' : p.toFixed(1);
 }
 
 // ---- sessions -------------------------------------------------------------------
@@ -160,7 +207,7 @@ function failed(error) {
     return;
   }
   showMessage(error.message);
-  // The session is over (it ended, or its worker stopped): start afresh.
+  // The session is over (it ended, or its worker could not be replaced).
   if ([404, 410, 502].includes(error.status) && state.session) endSession();
 }
 
@@ -169,27 +216,39 @@ function endSession() {
   state.canUndo = state.canRedo = state.shown = false;
   state.steps = 0;
   state.outline = [];
-  stage.setOutline([]);
+  stage.setOutline([], false);
   stage.setMark(null);
   setHint(toolHint());
   refresh();
 }
 
-async function open(what, name, label) {
+function takeShown(reply) {
+  state.canUndo = reply.canUndo;
+  state.canRedo = reply.canRedo;
+  state.steps = reply.steps;
+  state.shown = reply.canUndo;
+  state.outline = reply.outline;
+}
+
+// Opens a photo in a new session. The page's session, and all it shows,
+// stays until the new one is open: a photo the server refuses changes
+// nothing, and the new one takes the old one's place.
+async function open(request, name, label) {
   if (state.busy) return;
   hideMessage();
-  if (state.session) remove(`/api/sessions/${state.session.id}`);
-  endSession();
   setBusy(label);
   try {
-    const session = await what();
+    const session = await request(`/api/sessions${state.session ? `?replaces=${state.session.id}` : ''}`);
+    endSession();
     state.session = { ...session, name };
-    state.view = 'preview';
+    state.view = 'photo';
     $('log').replaceChildren();
     $('result').textContent = `${name}: ${session.width} × ${session.height} pixels`;
+    showPlaces(session);
     stage.setPhoto(session.width, session.height);
     await showView();
     setHint(toolHint());
+    if (session.warning) showMessage(session.warning, 'info');
   } catch (error) {
     failed(error);
   } finally {
@@ -198,7 +257,7 @@ async function open(what, name, label) {
 }
 
 function openSample(name) {
-  return open(() => postJson('/api/sessions', { sample: name }), name, `Opening ${name}…`);
+  return open((url) => postJson(url, { sample: name }), name, `Opening ${name}…`);
 }
 
 function openFile(file) {
@@ -213,7 +272,18 @@ function openFile(file) {
     showMessage(`"${file.name}" is ${mb(file.size)} MB: too large. The playground takes files up to ${mb(limit)} MB.`);
     return;
   }
-  return open(() => postFile('/api/sessions', file), file.name, `Uploading ${file.name}…`);
+  const label = `Uploading ${file.name}…`;
+  return open((url) => postFile(url, file, (sent, total) => {
+    if (sent < total) setProgress(label, sent / total);
+    else setBusy(`Opening ${file.name}…`);
+  }), file.name, label);
+}
+
+function heartbeat() {
+  if (!state.session) return;
+  postJson(`/api/sessions/${state.session.id}/alive`, {}).then(showPlaces, (error) => {
+    if (error instanceof ApiError && [404, 410].includes(error.status)) failed(error);
+  });
 }
 
 // ---- edits and history ----------------------------------------------------------
@@ -230,14 +300,16 @@ async function runStep(step) {
   }, 250);
   try {
     const reply = await postJson(`/api/sessions/${state.session.id}/steps`, step);
-    state.canUndo = reply.canUndo;
-    state.canRedo = reply.canRedo;
-    state.steps = reply.steps;
-    state.shown = reply.canUndo;
-    state.outline = reply.outline;
-    setBusy('Drawing…');
-    await showView();
+    takeShown(reply);
     stage.setMark(null);
+    // The photo does not change; the selection over it does, and the
+    // cut-out when something changed.
+    if (state.view === 'cutout' && (reply.result || reply.restored >= 0)) {
+      setBusy('Drawing…');
+      await showView();
+    } else {
+      showSelection();
+    }
     report(step, reply);
   } catch (error) {
     stage.setMark(null);
@@ -249,21 +321,10 @@ async function runStep(step) {
 }
 
 function report(step, reply) {
-  const name = NAMES[step.kind] + (step.mode ? ` ${step.mode}` : '');
-  let text;
-  if (reply.cancelled) {
-    text = 'Edit cancelled: the previous result is kept.';
-    showMessage(text, 'info');
-  } else if (!reply.result) {
-    text = 'The edit gave no result (it ran past the 10-second limit): the previous result is kept.';
-    showMessage(text, 'info');
-  } else if (!reply.canUndo) {
-    text = `${name}: the plain photo, no object`;
-  } else {
-    text = `${name}: ${Math.round(reply.ms)} ms · object ${percent(reply.share)}% of the photo`;
-  }
-  $('result').textContent = text;
-  logLine(reply.cancelled || !reply.result ? `${name}: cancelled` : text);
+  const outcome = stepOutcome(step, reply);
+  $('result').textContent = outcome.line;
+  logLine(outcome.line);
+  if (outcome.note) showMessage(outcome.note, outcome.kind);
 }
 
 async function cancelEdit() {
@@ -331,6 +392,7 @@ function wire() {
   for (const b of document.querySelectorAll('[data-view]'))
     b.addEventListener('click', () => switchView(b.dataset.view));
   $('radius').addEventListener('input', refresh);
+  $('fit').addEventListener('click', () => stage.fitAll());
   $('undo').addEventListener('click', () => runStep({ kind: 'undo' }));
   $('redo').addEventListener('click', () => runStep({ kind: 'redo' }));
   $('reset').addEventListener('click', () => runStep({ kind: 'reset' }));
@@ -359,9 +421,12 @@ function wire() {
       else hideMessage();
     }
   });
+  // The page is going away (closed, reloaded, left): its place is freed at
+  // once, and with it the photo on the server.
   window.addEventListener('pagehide', () => {
-    if (state.session) remove(`/api/sessions/${state.session.id}`);
+    if (state.session) sendBeacon(`/api/sessions/${state.session.id}/close`);
   });
+  setInterval(heartbeat, HEARTBEAT_MS);
   window.addEventListener('unhandledrejection', (e) => failed(e.reason));
 }
 
@@ -385,6 +450,8 @@ async function start() {
   refresh();
   try {
     state.config = await getJson('/api/config');
+    showPlaces(state.config);
+    $('idle-minutes').textContent = Math.round(state.config.idleSeconds / 60);
     const samples = await getJson('/api/samples');
     for (const sample of samples) {
       const b = document.createElement('button');

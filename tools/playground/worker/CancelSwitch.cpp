@@ -2,22 +2,29 @@
 
 #include <SegmentationCore.h>
 
-void CancelSwitch::begin() {
+#include <algorithm>
+
+void CancelSwitch::begin(uint64_t number) {
   std::lock_guard<std::mutex> lock(mutex_);
-  running_ = true;
-  cancelled_ = false;
+  running_ = number;
+  cancelled_ = number != 0 && asked_ == number;
 }
 
 bool CancelSwitch::end() {
   std::lock_guard<std::mutex> lock(mutex_);
-  running_ = false;
+  running_ = 0;
   return cancelled_;
 }
 
-bool CancelSwitch::cancel() {
+bool CancelSwitch::requested() {
   std::lock_guard<std::mutex> lock(mutex_);
-  if (!running_) return false;
+  return cancelled_;
+}
+
+void CancelSwitch::cancel(uint64_t number) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  asked_ = std::max(asked_, number);
+  if (number == 0 || running_ != number || cancelled_) return;
   cancelled_ = true;
   cancelSegmentation();
-  return true;
 }

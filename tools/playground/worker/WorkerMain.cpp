@@ -1,22 +1,28 @@
 #include "WorkerMain.h"
 
+#include <SegmentationCore.h>
 #include <android/log.h>
+#include <malloc.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
+#include <cstdio>
 #include <cstdlib>
 #include <deque>
 #include <memory>
 #include <mutex>
 #include <opencv2/core/utils/logger.hpp>
-#include <optional>
 #include <thread>
 
 #include "tools/host/Failure.h"
+#include "tools/host/Photo.h"
 #include "WorkerProtocol.h"
 #include "WorkerSession.h"
+
+using nlohmann::json;
 
 namespace {
 
@@ -29,15 +35,9 @@ class Inbox {
     queue_.push_back(std::move(message));
     ready_.notify_one();
   }
-  void close() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    closed_ = true;
-    ready_.notify_one();
-  }
-  std::optional<Message> pop() {
+  Message pop() {
     std::unique_lock<std::mutex> lock(mutex_);
-    ready_.wait(lock, [&] { return closed_ || !queue_.empty(); });
-    if (queue_.empty()) return std::nullopt;
+    ready_.wait(lock, [&] { return !queue_.empty(); });
     Message message = std::move(queue_.front());
     queue_.pop_front();
     return message;
@@ -47,7 +47,6 @@ class Inbox {
   std::mutex mutex_;
   std::condition_variable ready_;
   std::deque<Message> queue_;
-  bool closed_ = false;
 };
 
 // Answers the requests of one browser session.
@@ -55,31 +54,48 @@ class SessionHost {
  public:
   Message handle(const Message& request) {
     const std::string op = request.header.value("op", "");
-    if (op == "open") return open(request.header.value("path", ""));
+    if (op == "open") return open(request);
     if (!session_) throw RequestError(409, "No photo is open in this session yet.");
-    if (op == "step") return session_->step(request.header.value("step", ""));
+    if (op == "step") return session_->step(request.header.value("step", ""), request.header.value("seq", 0ull));
     if (op == "file") return session_->file(request.header.value("name", ""));
     if (op == "view") return session_->view(request.header.value("kind", ""), request.header.value("max", 2048));
     throw RequestError(400, "Unknown request \"" + op + "\".");
   }
 
+  // After the reply to a request is written: the work it left, then the
+  // memory it freed given back, so an idle worker holds only its session.
+  void afterReply() {
+    if (session_) session_->afterReply();
+    malloc_trim(0);
+  }
+
   // From the reading thread, while handle() may be running.
-  void cancel() {
-    if (WorkerSession* session = live_.load()) session->cancel();
+  void cancel(uint64_t number) {
+    if (WorkerSession* session = live_.load()) session->cancel(number);
   }
 
  private:
-  Message open(const std::string& path) {
+  // The photo comes as its file's bytes; the steps, if any, are those of a
+  // session whose worker died.
+  Message open(const Message& request) {
     if (session_) throw RequestError(409, "This session already has its photo.");
     Photo photo;
     try {
-      photo = readPhoto(path);
+      photo = decodePhoto(request.payload, "upload");
     } catch (const CutoutError&) {
       throw RequestError(422, "The photo could not be read: it is damaged, or not a JPEG, PNG or WebP image.");
     }
     session_ = std::make_unique<WorkerSession>(std::move(photo));
     live_ = session_.get();
-    return {{{"status", 200}, {"width", session_->photo().width()}, {"height", session_->photo().height()}}, {}};
+    const json steps = request.header.value("steps", json::array());
+    const std::vector<size_t> dropped =
+        session_->replay(steps.is_array() ? steps.get<std::vector<std::string>>() : std::vector<std::string>());
+    json reply = session_->shown();
+    reply.update({{"status", 200},
+                  {"width", session_->photo().width()},
+                  {"height", session_->photo().height()},
+                  {"dropped", dropped}});
+    return {std::move(reply), {}};
   }
 
   std::unique_ptr<WorkerSession> session_;
@@ -98,10 +114,14 @@ Message answer(SessionHost& host, const Message& request) {
 
 }  // namespace
 
-int runWorker(int in, int out) {
+void runWorker(int in, int out, int threads) {
   // The server's other descriptors (its sockets) are none of a worker's
   // business, and must close when the server closes them.
   ::close_range(std::max(in, out) + 1, ~0u, 0);
+  // The photo lives in this process's memory only: a crash must not leave
+  // it in a core file.
+  ::prctl(PR_SET_DUMPABLE, 0);
+  setSegmentationThreads(threads);
   // The library logs for a phone's log buffer and the decoders complain on
   // stderr; the server's console wants only warnings and errors.
   __android_log_set_minimum_priority(ANDROID_LOG_WARN);
@@ -112,19 +132,25 @@ int runWorker(int in, int out) {
   std::thread reader([&] {
     while (std::optional<Message> message = readMessage(in)) {
       if (message->header.value("op", "") == "cancel")
-        host.cancel();
+        host.cancel(message->header.value("seq", 0ull));
       else
         inbox.push(std::move(*message));
     }
-    // The server ended the session, or is gone: a running edit is for nobody.
-    host.cancel();
-    inbox.close();
+    // The server ended the session, or is gone: whatever runs or waits is
+    // for nobody, and nothing here needs saving.
+    std::_Exit(0);
   });
-  while (std::optional<Message> request = inbox.pop()) {
-    // The server has gone: nothing is left to save, and the reader may
-    // still wait on the pipe.
-    if (!writeMessage(out, answer(host, *request))) std::_Exit(0);
+  reader.detach();  // it ends the process when the server closes the pipe
+  for (;;) {
+    // The server has gone: nothing is left to save.
+    if (!writeMessage(out, answer(host, inbox.pop()))) std::_Exit(0);
+    try {
+      host.afterReply();
+    } catch (const std::exception& e) {
+      // The session is in a state no step describes: better a worker that
+      // dies, and a new one that replays the steps, than one that goes on.
+      std::fprintf(stderr, "playground worker: clean-up after a step failed: %s\n", e.what());
+      std::_Exit(1);
+    }
   }
-  reader.join();
-  return 0;
 }

@@ -3,6 +3,6 @@
 // which is why each browser session gets a process of its own.
 #pragma once
 
-// Serves requests read from `in`, replies on `out`, until `in` closes.
-// Returns the process's exit code.
-int runWorker(int in, int out);
+// Serves requests read from `in`, replies on `out`, until `in` closes, and
+// then ends the process; each segmentation may use `threads` threads.
+[[noreturn]] void runWorker(int in, int out, int threads);

@@ -36,13 +36,14 @@ bool readAll(int fd, char* data, size_t size) {
 
 }  // namespace
 
-bool writeMessage(int fd, const Message& message) {
-  const std::string header = message.header.dump();
-  const uint64_t lengths[2] = {header.size(), message.payload.size()};
+bool writeMessage(int fd, const nlohmann::json& header, std::string_view payload) {
+  const std::string text = header.dump();
+  const uint64_t lengths[2] = {text.size(), payload.size()};
   return writeAll(fd, reinterpret_cast<const char*>(lengths), sizeof lengths) &&
-         writeAll(fd, header.data(), header.size()) &&
-         writeAll(fd, message.payload.data(), message.payload.size());
+         writeAll(fd, text.data(), text.size()) && writeAll(fd, payload.data(), payload.size());
 }
+
+bool writeMessage(int fd, const Message& message) { return writeMessage(fd, message.header, message.payload); }
 
 std::optional<Message> readMessage(int fd) {
   uint64_t lengths[2];

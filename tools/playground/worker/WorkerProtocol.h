@@ -4,12 +4,14 @@
 // only "cancel" may come while a request runs, and it gets no reply.
 //
 //   request header                         reply
-//   {"op": "open", "path": P}              {"status": 200, "width": W, "height": H}
+//   {"op": "open", "steps": [TEXT, ...]}   {"status": 200, "width": W, "height": H, "dropped":
+//     payload: the photo file's bytes        [indices of steps that changed nothing], shown...}
 //   {"op": "step", "step": TEXT}           {"status": 200, ...} (WorkerSession::step)
 //   {"op": "cancel"}                       none
 //   {"op": "file", "name": N}              {"status": 200, "type": T}, payload: the file
 //   {"op": "view", "kind": K, "max": M}    {"status": 200, "type": T}, payload: the image
 //
+// "open" replays the steps of a session whose worker died into the new one.
 // A failed request is answered {"status": 4xx or 5xx, "error": "words for a person"}.
 #pragma once
 
@@ -17,6 +19,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 struct Message {
   nlohmann::json header;
@@ -24,6 +27,7 @@ struct Message {
 };
 
 // Writes one message whole. False when the other end has gone.
+bool writeMessage(int fd, const nlohmann::json& header, std::string_view payload);
 bool writeMessage(int fd, const Message& message);
 
 // Reads one message. Empty when the other end closed the pipe or sent a
