@@ -86,7 +86,15 @@ TEST(PlaygroundGuards, ABusySessionAndSlowClientsHoldUpNoOneElse) {
       std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
   });
-  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  // Two of the five are told to wait at once: by then all five are in.
+  const auto answered = [&] {
+    return std::count_if(flood.begin(), flood.end(), [](auto& f) {
+      return f.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    });
+  };
+  for (const auto deadline = Clock::now() + std::chrono::seconds(20); answered() < 2 && Clock::now() < deadline;)
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  EXPECT_GE(answered(), 2);
 
   auto c = server.client();
   const auto start = Clock::now();
