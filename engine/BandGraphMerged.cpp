@@ -10,6 +10,7 @@
 
 #include "engine/BandPixels.h"
 #include "engine/KORUSEHybrid.h"
+#include "engine/RegionGraph.h"
 #include "graph/KORUSEGraph.h"
 #include "interface/session/Cancellation.h"
 #include "support/KORUMemory.h"
@@ -17,9 +18,6 @@
 #include "support/WorkerPool.h"
 
 namespace {
-// Offsets of the eight directions in visiting order.
-constexpr int kDx[8] = {-1, -1, 0, 1, 1, 1, 0, -1};
-constexpr int kDy[8] = {0, -1, -1, -1, 0, 1, 1, 1};
 // Fewer band pixels than this a thread are not worth handing out.
 constexpr int kMinNodesPerThread = 4096;
 
@@ -111,9 +109,9 @@ void buildRows(const KORUSEHybrid& e, const BandPicture& band, const float* tabl
     const uint8_t* p = bandColour(band, x, y);
     float caps[4] = {ABSENT_CAPACITY, ABSENT_CAPACITY, ABSENT_CAPACITY, ABSENT_CAPACITY};
     for (int k = 0; k < 8; ++k) {
-      const uint8_t v = rows.at(x, kDx[k], kDy[k]);
+      const uint8_t v = rows.at(x, kSlotDx[k], kSlotDy[k]);
       if (v == kTrimapLeftOut) continue;
-      const float cap = capacity(k, p, bandColour(band, x + kDx[k], y + kDy[k]));
+      const float cap = capacity(k, p, bandColour(band, x + kSlotDx[k], y + kSlotDy[k]));
       if (v == kTrimapInnerRing)
         t.source += cap;
       else if (v == kTrimapOuterRing)

@@ -5,9 +5,11 @@
 #include "graph/DataTerms.h"
 #include "graph/KORUSEGraph.h"
 
-// Slot order of a node's four stored edges: left, upper-left, upper, upper-right.
-constexpr int kSlotDx[4] = {-1, -1, 0, 1};
-constexpr int kSlotDy[4] = {0, -1, -1, -1};
+// A node's four stored edges come in slot order: left, upper-left, upper,
+// upper-right. All eight directions in visiting order: a node's four slots, then right,
+// lower-right, lower and lower-left (the slots of the nodes that own them).
+constexpr int kSlotDx[8] = {-1, -1, 0, 1, 1, 1, 0, -1};
+constexpr int kSlotDy[8] = {0, -1, -1, -1, 0, 1, 1, 1};
 
 // The four edges of node (r, c) of a width-wide grid, in slot order; a
 // neighbour outside the grid gets an absent edge. capacity(slot) gives the
